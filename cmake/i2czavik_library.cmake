@@ -1,0 +1,39 @@
+# The driver library. The portable core compiles for every target; CMake adds
+# exactly one platform backend. Tests link the static form, which holds the
+# same objects as the shared library without the export restrictions.
+
+file(GLOB I2CZAVIK_CORE_SOURCES CONFIGURE_DEPENDS
+  ${PROJECT_SOURCE_DIR}/src/driver/*.cpp
+  ${PROJECT_SOURCE_DIR}/src/api/*.cpp
+  ${PROJECT_SOURCE_DIR}/src/scheduler_link/*.cpp)
+if(WIN32)
+  file(GLOB I2CZAVIK_PLATFORM_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/scheduler_link/win/*.cpp)
+else()
+  file(GLOB I2CZAVIK_PLATFORM_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/scheduler_link/posix/*.cpp)
+endif()
+
+add_library(i2czavik_objects OBJECT ${I2CZAVIK_CORE_SOURCES} ${I2CZAVIK_PLATFORM_SOURCES})
+target_include_directories(i2czavik_objects PUBLIC ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/include)
+target_compile_definitions(i2czavik_objects PUBLIC I2CZAVIK_BUILDING)
+set_target_properties(i2czavik_objects PROPERTIES CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+
+add_library(i2czavik_static STATIC $<TARGET_OBJECTS:i2czavik_objects>)
+target_include_directories(i2czavik_static PUBLIC ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/include)
+
+add_library(i2czavik SHARED $<TARGET_OBJECTS:i2czavik_objects>)
+target_include_directories(i2czavik PUBLIC ${PROJECT_SOURCE_DIR}/include)
+set_target_properties(i2czavik PROPERTIES PREFIX "lib")
+
+if(WIN32)
+  set_target_properties(i2czavik PROPERTIES PREFIX "" OUTPUT_NAME i2czavik)
+  # System DLLs only: the C++ runtime, libgcc and winpthread go into the DLL.
+  target_link_options(i2czavik PRIVATE -static -static-libgcc -static-libstdc++
+    ${PROJECT_SOURCE_DIR}/src/driver/i2czavik.def)
+  target_link_libraries(i2czavik PRIVATE ws2_32)
+  target_link_libraries(i2czavik_static PUBLIC ws2_32)
+else()
+  # Exactly the nine exports, whatever the C++ runtime's templates would add.
+  target_link_options(i2czavik PRIVATE -Wl,--version-script=${PROJECT_SOURCE_DIR}/src/driver/i2czavik.map
+    -Wl,--no-undefined)
+  set_target_properties(i2czavik PROPERTIES LINK_DEPENDS ${PROJECT_SOURCE_DIR}/src/driver/i2czavik.map)
+endif()

@@ -1,0 +1,20 @@
+#pragma once
+// The seam between the portable core and the operating system. Each backend
+// (win/, posix/) defines these; the build picks one.
+
+#include <cstdint>
+#include <memory>
+
+#include "scheduler_link/ipc.h"
+#include "scheduler_link/select_endpoints.h"
+
+namespace zavik::I2cScheduler {
+
+constexpr const char* kSchedulerHost = "127.0.0.1";
+constexpr std::uint16_t kSchedulerPort = 3000;
+
+// A connected channel, or a closed one when the connection cannot be made.
+std::unique_ptr<CIpc> CreateSocketChannel(std::uint16_t port, const char* host);
+std::unique_ptr<CSelectEndpoints> CreateEndpointSelector();
+
+}  // namespace zavik::I2cScheduler
