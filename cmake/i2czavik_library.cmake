@@ -17,8 +17,13 @@ target_include_directories(i2czavik_objects PUBLIC ${PROJECT_SOURCE_DIR}/src ${P
 target_compile_definitions(i2czavik_objects PUBLIC I2CZAVIK_BUILDING)
 set_target_properties(i2czavik_objects PROPERTIES CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
 
-add_library(i2czavik_static STATIC $<TARGET_OBJECTS:i2czavik_objects>)
-target_include_directories(i2czavik_static PUBLIC ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/include)
+# Tests, tools and benchmarks take every object, so that the static
+# initialisations of the library (last-error text, socket start-up) run in
+# them exactly as in the shared library.
+add_library(i2czavik_static INTERFACE)
+target_sources(i2czavik_static INTERFACE $<TARGET_OBJECTS:i2czavik_objects>)
+target_include_directories(i2czavik_static INTERFACE ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/include)
+target_compile_definitions(i2czavik_static INTERFACE I2CZAVIK_BUILDING)
 
 add_library(i2czavik SHARED $<TARGET_OBJECTS:i2czavik_objects>)
 target_include_directories(i2czavik PUBLIC ${PROJECT_SOURCE_DIR}/include)
@@ -27,10 +32,18 @@ set_target_properties(i2czavik PROPERTIES PREFIX "lib")
 if(WIN32)
   set_target_properties(i2czavik PROPERTIES PREFIX "" OUTPUT_NAME i2czavik)
   # System DLLs only: the C++ runtime, libgcc and winpthread go into the DLL.
-  target_link_options(i2czavik PRIVATE -static -static-libgcc -static-libstdc++
-    ${PROJECT_SOURCE_DIR}/src/driver/i2czavik.def)
+  # On i686 the stdcall DeviceIo is DeviceIo@20 inside the objects; the
+  # export table carries the plain name.
+  if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+    set(DEVICEIO_DECORATION "=DeviceIo@20")
+  else()
+    set(DEVICEIO_DECORATION "")
+  endif()
+  configure_file(${PROJECT_SOURCE_DIR}/src/driver/i2czavik.def.in ${CMAKE_BINARY_DIR}/i2czavik.def @ONLY)
+  target_link_options(i2czavik PRIVATE -static -static-libgcc -static-libstdc++ ${CMAKE_BINARY_DIR}/i2czavik.def)
+  set_target_properties(i2czavik PROPERTIES LINK_DEPENDS ${CMAKE_BINARY_DIR}/i2czavik.def)
   target_link_libraries(i2czavik PRIVATE ws2_32)
-  target_link_libraries(i2czavik_static PUBLIC ws2_32)
+  target_link_libraries(i2czavik_static INTERFACE ws2_32)
 else()
   # Exactly the nine exports, whatever the C++ runtime's templates would add.
   target_link_options(i2czavik PRIVATE -Wl,--version-script=${PROJECT_SOURCE_DIR}/src/driver/i2czavik.map

@@ -69,8 +69,12 @@ void CIpcBase::MarkClosed() {
   sendQueue_.Clear();
 }
 
+std::uint32_t CIpcBase::PrepareWriteInPlace() const {
+  return static_cast<std::uint32_t>(std::min<std::size_t>(sendQueue_.size(), writeChunk_));
+}
+
 std::uint32_t CIpcBase::PrepareWrite(std::uint8_t* buffer) {
-  const auto n = static_cast<std::uint32_t>(std::min<std::size_t>(sendQueue_.size(), writeChunk_));
+  const std::uint32_t n = PrepareWriteInPlace();
   sendQueue_.Peek(buffer, n);
   return n;
 }

@@ -62,6 +62,10 @@ class CIpcBase : public CIpc {
   // Copies the next write (at most writeChunk bytes) into buffer, leaving the
   // bytes queued until the write reports them done. Returns the byte count.
   std::uint32_t PrepareWrite(std::uint8_t* buffer);
+  // The same without the copy, for backends that write straight from the
+  // queue: the byte count of the next write, starting at SendQueueFront().
+  std::uint32_t PrepareWriteInPlace() const;
+  const std::uint8_t* SendQueueFront() const { return sendQueue_.data(); }
   void CompleteWrite(std::uint32_t written, std::uint32_t requested);
   void ResetWriteChunk() { writeChunk_ = kMaxWriteChunk; }
 
