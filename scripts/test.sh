@@ -1,0 +1,50 @@
+#!/usr/bin/env bash
+# Installs what is missing, builds every target and runs every test:
+#   native (libi2czavik.so, simulator, tools, unit and end-to-end tests),
+#   native under AddressSanitizer + UndefinedBehaviorSanitizer,
+#   i686 and x86_64 DLLs with their tests under Wine.
+# Build trees go to build/ (or $I2CZAVIK_BUILD_ROOT).
+set -euo pipefail
+cd "$(dirname "$0")/.."
+root=$(pwd)
+out=${I2CZAVIK_BUILD_ROOT:-$root/build}
+jobs=${I2CZAVIK_JOBS:-$(nproc)}
+
+if [ "$(id -u)" = 0 ]; then
+  bash scripts/setup.sh
+else
+  sudo bash scripts/setup.sh
+fi
+
+configure() {  # dir, extra cmake args...
+  local dir=$1; shift
+  cmake -S "$root" -B "$out/$dir" -G Ninja "$@" >/dev/null
+}
+
+configure native -DCMAKE_BUILD_TYPE=RelWithDebInfo
+configure asan -DCMAKE_BUILD_TYPE=Debug -DI2CZAVIK_SANITIZE=ON -DI2CZAVIK_BENCH=OFF
+sim="$out/native/sim/i2c-scheduler-sim"
+configure win32 -DCMAKE_TOOLCHAIN_FILE="$root/cmake/mingw-i686.cmake" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+  -DI2CZAVIK_SIM_PROGRAM="$sim"
+configure win64 -DCMAKE_TOOLCHAIN_FILE="$root/cmake/mingw-x86_64.cmake" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+  -DI2CZAVIK_SIM_PROGRAM="$sim"
+
+summary=()
+failed=0
+for build in native asan win32 win64; do
+  echo "=== build $build"
+  cmake --build "$out/$build" -j "$jobs"
+done
+export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=0}
+export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}
+for build in native asan win32 win64; do
+  echo "=== test $build"
+  log="$out/$build/ctest-summary.txt"
+  if ctest --test-dir "$out/$build" --output-on-failure -j "$jobs" 2>&1 | tee "$log"; then :; else failed=1; fi
+  summary+=("$build: $(grep -E 'tests passed|tests failed' "$log" | tail -n 1)")
+done
+
+echo
+echo "=== summary"
+printf '%s\n' "${summary[@]}"
+exit $failed
