@@ -1,0 +1,201 @@
+#include "api/master_tracker.h"
+
+namespace zavik::I2cApi {
+
+using I2cScheduler::MessageQueue;
+using I2cScheduler::SchedulerMessage;
+
+namespace {
+
+constexpr std::uint32_t kReportProtocolError = 8;
+constexpr std::uint32_t kReportMasterStatus = 13;
+constexpr std::uint32_t kReportMessageBegins = 22;
+constexpr std::uint32_t kReportVcc = 24;
+
+constexpr std::uint8_t kHighSpeedMasterCode = 0x08;
+constexpr std::uint16_t kMinimumVcc = 1000;
+
+enum MasterStatus : std::uint32_t {
+  ConfigurationAccepted = 30,
+  ConfigurationRejected = 31,
+  ArbitrationLost = 32,
+  WriteEndedByScheduler = 33,
+  NoEffect = 34,
+  ReadEndedByScheduler = 35,
+  BusTimeout = 36,
+};
+
+void Finish(TransferStatus& e) { e.kind = kKindFinished; }
+
+void EndWith(TransferStatus& e, std::uint32_t phase) {
+  e.phase = phase;
+  Finish(e);
+}
+
+void EndInError(TransferStatus& e, std::uint32_t result) {
+  EndWith(e, Ended);
+  e.result = result;
+}
+
+// A message that is not the last is complete once all its bytes are counted.
+void FinishWhenComplete(TransferStatus& e) {
+  if (e.count >= e.expected && !e.isLast) Finish(e);
+}
+
+void OnStart(TransferStatus& e) {
+  if (e.phase == Waiting) return;
+  if (e.phase == StartAnnounced) {
+    e.phase = Started;
+    return;
+  }
+  EndWith(e, Unexpected);
+}
+
+void OnStop(TransferStatus& e) {
+  if (e.phase == Waiting) return;
+  if (e.phase == Acked || e.phase == Nacked) {
+    EndWith(e, Stopped);
+    return;
+  }
+  EndWith(e, Unexpected);
+}
+
+void OnAck(TransferStatus& e) {
+  if (e.phase == Waiting) return;
+  if (e.phase == MasterCode) {
+    Finish(e);
+    return;
+  }
+  if (e.phase == AddressSent || e.phase == DataSent) {
+    e.phase = Acked;
+    ++e.count;
+    FinishWhenComplete(e);
+    return;
+  }
+  EndWith(e, Unexpected);
+}
+
+void OnNack(TransferStatus& e) {
+  if (e.phase == Waiting) return;
+  if (e.phase == MasterCode) {
+    e.phase = MasterCodeNacked;
+    return;
+  }
+  if (e.phase == AddressSent || e.phase == DataSent) {
+    // The master does not acknowledge the last byte it reads; it still counts.
+    if (e.phase == DataSent && e.kind == kKindRead) ++e.count;
+    e.phase = Nacked;
+    FinishWhenComplete(e);
+    return;
+  }
+  EndWith(e, Unexpected);
+}
+
+void OnByte(TransferStatus& e, std::uint8_t value) {
+  if (e.phase == Waiting) return;
+  if (e.phase == Started) {
+    e.phase = value == kHighSpeedMasterCode ? MasterCode : AddressSent;
+    return;
+  }
+  if (e.phase == Acked) {
+    e.phase = DataSent;
+    if (e.kind == kKindRead && e.readData != nullptr) e.readData->push_back(value);
+    return;
+  }
+  EndWith(e, Unexpected);
+}
+
+void OnProtocolError(TransferStatus& e) {
+  if (e.phase == Waiting) return;
+  EndInError(e, kResultProtocolError);
+}
+
+void OnMasterStatus(TransferStatus& e, std::uint32_t status) {
+  switch (status) {
+    case ConfigurationAccepted:
+      EndWith(e, e.phase == Waiting ? ConfigAccepted : Unexpected);
+      break;
+    case ConfigurationRejected:
+      EndWith(e, e.phase == Waiting ? Ended : Unexpected);
+      break;
+    case ArbitrationLost:
+      EndInError(e, kResultArbitrationLost);
+      break;
+    case WriteEndedByScheduler:
+      EndWith(e, e.kind == kKindWrite ? Ended : Unexpected);
+      break;
+    case ReadEndedByScheduler:
+      EndWith(e, e.kind == kKindRead ? Ended : Unexpected);
+      break;
+    case BusTimeout:
+      EndInError(e, kResultBusTimeout);
+      break;
+    case NoEffect:
+    default:
+      break;  // other numbers belong to other modules
+  }
+}
+
+void OnMessageBegins(TransferStatus& e) {
+  if (e.kind == kKindConfiguration) return;
+  if (e.phase == Waiting || e.phase == MasterCodeNacked) {
+    e.phase = StartAnnounced;
+    return;
+  }
+  EndWith(e, Unexpected);
+}
+
+void OnVcc(TransferStatus& e, std::uint16_t millivolts) {
+  if (e.phase == Waiting) return;
+  if (millivolts < kMinimumVcc) EndInError(e, kResultVccTooLow);
+}
+
+void Apply(TransferStatus& e, const SchedulerMessage& event) {
+  switch (event.Code()) {
+    case kEventStart: OnStart(e); break;
+    case kEventStop: OnStop(e); break;
+    case kEventAck: OnAck(e); break;
+    case kEventNack: OnNack(e); break;
+    case kEventByte: OnByte(e, event.Byte(4)); break;
+    case kReportProtocolError: OnProtocolError(e); break;
+    case kReportMasterStatus: OnMasterStatus(e, event.U32At(4)); break;
+    case kReportMessageBegins: OnMessageBegins(e); break;
+    case kReportVcc: OnVcc(e, event.U16At(4)); break;
+    default: break;
+  }
+}
+
+}  // namespace
+
+void MasterTracker::Start() {
+  current_ = 0;
+  running_ = true;
+}
+
+void MasterTracker::HandleMessages(const MessageQueue& batch) {
+  if (!running_) return;
+  events_.clear();
+  decoder_.Decode(batch, events_);
+  // Events after the end of the transfer are still applied, as the table says,
+  // to whichever entry is current then.
+  for (const SchedulerMessage& event : events_) ApplyEvent(event);
+}
+
+void MasterTracker::ApplyEvent(const SchedulerMessage& event) {
+  if (current_ >= statuses_.size()) return;
+  Apply(statuses_[current_], event);
+  AdvanceAfterFinish();
+}
+
+void MasterTracker::AdvanceAfterFinish() {
+  const TransferStatus& e = statuses_[current_];
+  if (e.kind != kKindFinished) return;
+  if (e.phase == Ended) running_ = false;
+  if (current_ + 1 < statuses_.size()) {
+    ++current_;
+  } else {
+    running_ = false;
+  }
+}
+
+}  // namespace zavik::I2cApi

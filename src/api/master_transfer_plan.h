@@ -1,0 +1,32 @@
+#pragma once
+// The records that carry one master transfer to the scheduler, in send order,
+// and the tracking entries that follow them: 19 (bitrates), then per message
+// 16 and 18 (write header and data) or 17 (read header). A read from a 10-bit
+// address gets an address-only write to the same address in front of it, so
+// that the slave has seen the low address byte, unless the entry before it
+// already addressed that slave.
+
+#include <cstdint>
+#include <vector>
+
+#include "api/master_message.h"
+#include "api/master_tracker.h"
+#include "scheduler_link/scheduler_message.h"
+
+namespace zavik::I2cApi {
+
+constexpr std::uint32_t kRecordWriteHeader = 16;
+constexpr std::uint32_t kRecordReadHeader = 17;
+constexpr std::uint32_t kRecordWriteData = 18;
+constexpr std::uint32_t kRecordConfigure = 19;
+
+// Replaces statuses with entry 0 (the configuration) and the entries of the
+// messages; appends the records to records.
+void PlanTransfer(const Cpp::MasterMessageList& messages, std::uint32_t bitrate, std::uint32_t highSpeedBitrate,
+                  std::vector<TransferStatus>& statuses, I2cScheduler::MessageQueue& records);
+
+// True when a read must be preceded by an inserted address-only write: it goes
+// to a 10-bit address that the entry before it did not address.
+bool NeedsAddressWrite(const Cpp::CMasterMessageRx& read, const TransferStatus& previous);
+
+}  // namespace zavik::I2cApi
