@@ -20,6 +20,10 @@ __attribute__((init_priority(65535))) SocketLayer socketLayer;
 
 }  // namespace
 
+// Referenced by the link of programs that take the library's objects from the
+// static archive, so that this object, and with it the start-up, is linked.
+extern "C" const int i2czavik_socket_layer = 1;
+
 extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID) {
   // No thread attach or detach notifications: the library has no per-thread state.
   if (reason == DLL_PROCESS_ATTACH) DisableThreadLibraryCalls(instance);
