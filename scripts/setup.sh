@@ -5,7 +5,10 @@
 # Two kinds of machine exist here: on some the kernel refuses 32-bit Linux programs,
 # which 32-bit Wine is. There qemu-user (from bookworm-backports: bookworm's own
 # qemu needs ~50 s per Wine start) is registered through binfmt_misc.
+# --native: only what the native build needs (the demo); no cross compilers, no Wine.
 set -euo pipefail
+native_only=0
+[ "${1:-}" = "--native" ] && native_only=1
 
 log() { printf 'setup: %s\n' "$*"; }
 
@@ -19,24 +22,30 @@ want googletest
 want libgtest-dev
 want libbenchmark-dev
 want nlohmann-json3-dev
-want g++-mingw-w64-i686-posix
-want g++-mingw-w64-x86-64-posix
-want binutils-mingw-w64-i686
-want wine
-want wine64
-want wine32:i386
 want python3
 want iproute2
 want util-linux
+if [ $native_only -eq 0 ]; then
+  want g++-mingw-w64-i686-posix
+  want g++-mingw-w64-x86-64-posix
+  want binutils-mingw-w64-i686
+  want wine
+  want wine64
+  want wine32:i386
+fi
 
 if [ ${#need_packages[@]} -gt 0 ]; then
   log "installing: ${need_packages[*]}"
-  dpkg --add-architecture i386
+  extra=()
+  if [ $native_only -eq 0 ]; then
+    dpkg --add-architecture i386
+    extra=(libgstreamer-plugins-base1.0-0:i386 libgstreamer-plugins-base1.0-0:amd64)
+  fi
   apt-get update || true  # an i386 index may fail to download; the install still works
   DEBIAN_FRONTEND=noninteractive apt-get install -y -t bookworm --no-install-recommends \
-    "${need_packages[@]}" \
-    libgstreamer-plugins-base1.0-0:i386 libgstreamer-plugins-base1.0-0:amd64
+    "${need_packages[@]}" "${extra[@]}"
 fi
+if [ $native_only -eq 1 ]; then log "ready (native)"; exit 0; fi
 
 # The posix thread model is the one whose libstdc++ has std::thread and std::mutex.
 for arch in i686 x86_64; do
