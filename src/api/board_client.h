@@ -3,6 +3,7 @@
 // polls on the caller's thread, dispatches every received batch to its
 // handlers and module objects, enumerates, opens and closes boards.
 
+#include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <memory>
@@ -10,6 +11,7 @@
 #include <vector>
 
 #include "api/board_info.h"
+#include "api/board_module.h"
 #include "api/version.h"
 #include "scheduler_link/endpoint.h"
 #include "scheduler_link/ipc.h"
@@ -19,20 +21,49 @@
 
 namespace zavik::I2cApi {
 
-class BusEventRecorder;
-class CaptureModule;
 class CMasterModule;
-class BusWatcher;
 
 // Time-outs of the waits, in microseconds.
 constexpr std::int32_t kGreetingPassMicroseconds = 1000000;
 constexpr std::int32_t kAnswerPassMicroseconds = 10000000;
+
+// Record codes of the board exchanges.
+namespace BoardCode {
+// To the scheduler.
+constexpr std::uint32_t kListRequest = 0;
+constexpr std::uint32_t kOpen = 2;
+constexpr std::uint32_t kClose = 3;
+constexpr std::uint32_t kParallelPort = 9;
+// From the scheduler.
+constexpr std::uint32_t kStatusWords = 10;
+constexpr std::uint32_t kStatusBytes = 11;
+constexpr std::uint32_t kStatusPair = 12;
+constexpr std::uint32_t kAcknowledgement = 13;
+constexpr std::uint32_t kListBegin = 19;
+constexpr std::uint32_t kListData = 20;
+constexpr std::uint32_t kListEnd = 21;
+constexpr std::uint32_t kI2cVcc = 24;
+constexpr std::uint32_t kFlagPair = 25;
+constexpr std::uint32_t kStatusByte7 = 26;
+}  // namespace BoardCode
+
+// Acknowledgement values (code 13, bytes 4-7) of the board exchanges.
+namespace BoardAck {
+constexpr std::uint32_t kOpened = 1;
+constexpr std::uint32_t kOpenRefused = 2;
+constexpr std::uint32_t kClosed = 3;
+constexpr std::uint32_t kPortDone = 14;
+constexpr std::uint32_t kPortRefused = 15;
+constexpr std::uint32_t kBoardLost = 46;
+}  // namespace BoardAck
 
 class CBoardClient {
  public:
   // The exports always use 127.0.0.1:3000; tests pass an ephemeral port.
   explicit CBoardClient(std::uint16_t port = I2cScheduler::kSchedulerPort,
                         const char* host = I2cScheduler::kSchedulerHost);
+  // Never throws: see board_client.cpp for what happens when the board
+  // cannot be closed any more.
   ~CBoardClient();
   CBoardClient(const CBoardClient&) = delete;
   CBoardClient& operator=(const CBoardClient&) = delete;
@@ -53,20 +84,34 @@ class CBoardClient {
   void SetParallelPort(std::int32_t port, bool enable);
   static void CheckBoardVersions(const BoardInfo& board);
 
+  // Puts another module object into slot 1, 2 or 4 and hands back the one it
+  // replaces (slot 3 always holds the master module). The library's own
+  // modules in those slots stay idle, so this is where a probe or a future
+  // module attaches to the batch dispatch.
+  std::unique_ptr<BoardModule> ReplaceModule(int slot, std::unique_ptr<BoardModule> module);
+
  private:
   void HandleBoardListMessages(const I2cScheduler::MessageQueue& batch);
+  void DecodeBoardList();
   void CollectAcknowledgements(const I2cScheduler::MessageQueue& batch);
   void HandleBoardStatusMessages(const I2cScheduler::MessageQueue& batch);
+  void ApplyStatusRecord(const I2cScheduler::SchedulerMessage& record);
+  void ConnectSelectors();
   void WaitForGreeting();
   void DestroyModules();
-  template <typename Hook>
-  void ForEachModule(Hook hook);
+  void ReleaseConnection();
+  std::uint32_t TakeAnswer(std::uint32_t answer, std::uint32_t otherAnswer);
+  bool FindBoard(std::uint16_t boardNumber, std::uint32_t boardType);
+  void RequireChannel() const;
+  void RunOpenHooks();
+  void RunCloseHooks();
+  BoardModule* ModuleInSlot(int slot) const;
 
   std::unique_ptr<I2cScheduler::CIpc> channel_;
-  std::unique_ptr<BusEventRecorder> recorder_;      // slot 1
-  std::unique_ptr<CaptureModule> captureModule_;    // slot 2
-  std::unique_ptr<CMasterModule> masterModule_;     // slot 3
-  std::unique_ptr<BusWatcher> busWatcher_;          // slot 4
+  std::unique_ptr<BoardModule> recorder_;         // slot 1: BusEventRecorder
+  std::unique_ptr<BoardModule> captureModule_;    // slot 2: CaptureModule
+  std::unique_ptr<CMasterModule> masterModule_;   // slot 3
+  std::unique_ptr<BoardModule> busWatcher_;       // slot 4: BusWatcher
   std::uint8_t boardOpen_ = 0;
   std::uint32_t statusWords_[2] = {};
   std::uint8_t statusBytes_[8] = {};
