@@ -1,0 +1,80 @@
+#pragma once
+// A bench: the scheduler's own settings and the boards it serves, each with
+// the devices on its bus and the faults it should show. Loaded from a JSON
+// file (see README.md) or built in.
+
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "api/board_info.h"
+#include "api/version.h"
+#include "sim/eeprom.h"
+#include "sim/register_file.h"
+
+namespace zavik::I2cSim {
+
+// Misbehaviour of one device, applied by the bus engine to every message
+// addressed to it. -1 (or false) switches a fault off.
+struct DeviceFaults {
+  int nackAfter = -1;          // data bytes acknowledged in a write before the slave NACKs
+  int shortRead = -1;          // bytes a read delivers before the scheduler ends it
+  bool arbitrationLost = false;
+  bool busTimeout = false;
+  bool protocolError = false;
+  int vccDrop = -1;            // I2C Vcc in millivolts reported as the message begins
+};
+
+enum class DeviceKind { kEeprom, kRegisterFile, kTemperatureSensor };
+
+struct DeviceSpec {
+  DeviceKind kind = DeviceKind::kRegisterFile;
+  std::uint16_t address = 0;
+  bool tenBit = false;
+  EepromConfig eeprom;
+  RegisterFileConfig registers;
+  double temperature = 25.0;
+  DeviceFaults faults;
+};
+
+struct BoardFaults {
+  bool openRefused = false;
+  int stopsRespondingAfter = -1;  // transfers run before the board stops responding
+};
+
+struct BoardSpec {
+  I2cApi::BoardInfo info;
+  std::uint16_t i2cVcc = 3300;
+  BoardFaults faults;
+  std::vector<DeviceSpec> devices;
+};
+
+struct SchedulerSpec {
+  I2cApi::Version version{1, 6, 0};
+  std::uint32_t maxClients = 0;          // 0: no limit; beyond it clients are told busy
+  std::uint32_t closeAfterMessages = 0;  // 0: never; else the connection ends after that many
+  std::uint32_t outputChunkBytes = 0;    // 0: write freely; else at most this many bytes per write
+  bool parallelPortRefused = false;
+};
+
+struct Bench {
+  SchedulerSpec scheduler;
+  std::vector<BoardSpec> boards;
+};
+
+class BenchError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+// One type-2 board with an EEPROM at 0x50, a temperature sensor at 0x48 and
+// a register file at 0x20.
+Bench DefaultBench();
+
+// Throws BenchError naming the file, the field and the problem.
+Bench LoadBench(const std::string& path);
+// baseDir resolves relative file names inside the bench (register contents).
+Bench ParseBench(const std::string& text, const std::string& fileName, const std::string& baseDir);
+
+}  // namespace zavik::I2cSim

@@ -1,0 +1,207 @@
+#include "sim/scheduler_core.h"
+
+#include <algorithm>
+
+#include "sim/board_entry.h"
+
+namespace zavik::I2cSim {
+
+using I2cScheduler::SchedulerMessage;
+
+namespace {
+constexpr std::uint32_t kGreetingCode = 1;
+constexpr std::uint32_t kRequestBoardList = 0;
+constexpr std::uint32_t kRequestOpen = 2;
+constexpr std::uint32_t kRequestClose = 3;
+constexpr std::uint32_t kRequestParallelPort = 9;
+constexpr std::uint32_t kRequestConfigure = 19;
+constexpr std::uint32_t kWriteHeader = 16;
+constexpr std::uint32_t kReadHeader = 17;
+constexpr std::uint32_t kWriteData = 18;
+
+bool Contains(const std::vector<std::uint32_t>& list, std::uint32_t value) {
+  return std::find(list.begin(), list.end(), value) != list.end();
+}
+}  // namespace
+
+struct SchedulerCore::Board {
+  Board(const BoardSpec& spec, const Clock& clock) : spec(spec), bus(spec.devices, clock) {}
+  BoardSpec spec;
+  SimBus bus;
+  std::uint32_t transfersRun = 0;
+  bool lost = false;  // stopped responding
+};
+
+SchedulerCore::SchedulerCore(const Bench& bench, const Clock& clock, Outbox& outbox)
+    : settings_(bench.scheduler), outbox_(outbox) {
+  for (const BoardSpec& spec : bench.boards) {
+    boards_.push_back(std::make_unique<Board>(spec, clock));
+    boardInfos_.push_back(spec.info);
+  }
+}
+
+SchedulerCore::~SchedulerCore() = default;
+
+SchedulerCore::Greeting SchedulerCore::Connect(ClientId id) {
+  Greeting greeting;
+  greeting.message = SchedulerMessage::WithCode(kGreetingCode);
+  greeting.message.SetByte(4, settings_.version.major);
+  greeting.message.SetByte(5, settings_.version.minor);
+  greeting.message.SetByte(6, settings_.version.build);
+  if (settings_.maxClients != 0 && clients_.size() >= settings_.maxClients) {
+    greeting.message.SetByte(8, 1);
+    greeting.accepted = false;
+    return greeting;
+  }
+  clients_[id];
+  return greeting;
+}
+
+void SchedulerCore::Disconnect(ClientId id) { clients_.erase(id); }
+
+void SchedulerCore::Receive(ClientId id, const SchedulerMessage& message) {
+  const auto it = clients_.find(id);
+  if (it == clients_.end()) return;
+  Client& client = it->second;
+  switch (message.Code()) {
+    case kRequestBoardList: SendBoardList(id); break;
+    case kRequestOpen: OpenBoard(id, client, message); break;
+    case kRequestClose: CloseBoard(id, client); break;
+    case kRequestParallelPort: ParallelPort(id, message); break;
+    case kRequestConfigure: Configure(id, client, message); break;
+    case kWriteHeader:
+    case kReadHeader:
+    case kWriteData: CollectTransfer(id, client, message); break;
+    default: break;  // unknown requests are ignored, as a code nobody knows
+  }
+}
+
+void SchedulerCore::Acknowledge(ClientId id, std::uint32_t value) {
+  SchedulerMessage ack = SchedulerMessage::WithCode(kCodeAck);
+  ack.SetU32At(4, value);
+  outbox_.Send(id, ack);
+}
+
+void SchedulerCore::SendVcc(ClientId id, std::uint16_t millivolts) {
+  SchedulerMessage report = SchedulerMessage::WithCode(kCodeVcc);
+  report.SetU16At(4, millivolts);
+  outbox_.Send(id, report);
+}
+
+void SchedulerCore::SendBoardList(ClientId id) {
+  for (const SchedulerMessage& message : BoardListMessages(boardInfos_)) outbox_.Send(id, message);
+}
+
+void SchedulerCore::OpenBoard(ClientId id, Client& client, const SchedulerMessage& request) {
+  const std::uint16_t number = request.U16At(4);
+  const std::uint8_t type = request.Byte(6);
+  Board* found = nullptr;
+  for (auto& board : boards_) {
+    if (board->spec.info.boardNumber == number && (board->spec.info.boardType & 0xFF) == type) {
+      found = board.get();
+      break;
+    }
+  }
+  if (found == nullptr || found->lost || found->spec.faults.openRefused) {
+    Acknowledge(id, kAckOpenRefused);
+    return;
+  }
+  client.board = found;
+  client.assembler.Reset();
+  client.dropping = false;
+  Acknowledge(id, kAckOpened);
+  SendVcc(id, found->spec.i2cVcc);
+  SendStatusRecords(*found);
+}
+
+// Plausible board status after an open, for everyone who has the board open:
+// counters (10), a status byte set (11, 12), the two flags (25) and one more
+// status byte (26).
+void SchedulerCore::SendStatusRecords(Board& board) {
+  SchedulerMessage words = SchedulerMessage::WithCode(10);
+  words.SetU32At(4, board.transfersRun);
+  words.SetU32At(8, board.spec.info.boardNumber);
+  SchedulerMessage bytes11 = SchedulerMessage::WithCode(11);
+  for (std::size_t i = 4; i <= 8; ++i) bytes11.SetByte(i, static_cast<std::uint8_t>(i - 4));
+  SchedulerMessage bytes12 = SchedulerMessage::WithCode(12);
+  bytes12.SetByte(4, 1);
+  bytes12.SetByte(5, 0);
+  SchedulerMessage flags = SchedulerMessage::WithCode(25);
+  flags.SetByte(4, 1);
+  flags.SetByte(5, 0);
+  SchedulerMessage byte26 = SchedulerMessage::WithCode(26);
+  byte26.SetByte(4, 0);
+  for (const auto& [id, client] : clients_) {
+    if (client.board != &board) continue;
+    for (const SchedulerMessage& record : {words, bytes11, bytes12, flags, byte26}) outbox_.Send(id, record);
+  }
+}
+
+void SchedulerCore::CloseBoard(ClientId id, Client& client) {
+  // Always acknowledged: also with no board open, and after the board was lost.
+  client.board = nullptr;
+  client.assembler.Reset();
+  client.dropping = false;
+  Acknowledge(id, kAckClosed);
+}
+
+void SchedulerCore::ParallelPort(ClientId id, const SchedulerMessage& request) {
+  const bool valid = request.Byte(4) <= 2 && request.Byte(5) <= 1;
+  Acknowledge(id, valid && !settings_.parallelPortRefused ? kAckPortDone : kAckPortRefused);
+}
+
+void SchedulerCore::Configure(ClientId id, Client& client, const SchedulerMessage& request) {
+  const std::uint32_t bitrate = request.U32At(4);
+  const std::uint32_t highSpeed = request.U32At(8);
+  client.assembler.Configure(bitrate, highSpeed);
+  client.dropping = true;
+  Board* board = client.board;
+  if (board == nullptr) {
+    Acknowledge(id, kStatusConfigRejected);
+    return;
+  }
+  if (board->lost) {
+    Acknowledge(id, kAckBoardLost);
+    return;
+  }
+  if (board->spec.faults.stopsRespondingAfter >= 0 &&
+      board->transfersRun >= static_cast<std::uint32_t>(board->spec.faults.stopsRespondingAfter)) {
+    BoardLost(*board);
+    return;
+  }
+  const I2cApi::BoardInfo& info = board->spec.info;
+  const bool accepted = Contains(info.bitrates, bitrate) && (highSpeed == 0 || Contains(info.highSpeedBitrates, highSpeed));
+  // After a rejection the transfer's records are collected only to know where
+  // it ends; nothing of it reaches a device.
+  client.dropping = !accepted;
+  Acknowledge(id, accepted ? kStatusConfigAccepted : kStatusConfigRejected);
+}
+
+void SchedulerCore::BoardLost(Board& board) {
+  board.lost = true;
+  outbox_.Trace("board " + std::to_string(board.spec.info.boardNumber) + " (" + board.spec.info.name +
+                "): stopped responding");
+  for (const auto& [id, client] : clients_) {
+    if (client.board == &board) Acknowledge(id, kAckBoardLost);
+  }
+}
+
+void SchedulerCore::CollectTransfer(ClientId id, Client& client, const SchedulerMessage& record) {
+  std::optional<BusTransfer> transfer = client.assembler.Feed(record);
+  if (!transfer) return;
+  const bool dropped = client.dropping || client.board == nullptr || client.board->lost;
+  // A transfer sent without its own configuration runs with the last bitrates.
+  client.dropping = false;
+  if (!dropped) RunTransfer(id, client, *transfer);
+}
+
+void SchedulerCore::RunTransfer(ClientId id, Client& client, const BusTransfer& transfer) {
+  Board& board = *client.board;
+  ++board.transfersRun;
+  TransferResult result = BusEngine(board.bus, board.spec.info.maxReadLength).Run(transfer);
+  for (const SchedulerMessage& report : result.reports) outbox_.Send(id, report);
+  outbox_.Trace("client " + std::to_string(id) + " board " + std::to_string(board.spec.info.boardNumber) + ": " +
+                result.trace + " -> " + OutcomeText(result.outcome));
+}
+
+}  // namespace zavik::I2cSim

@@ -1,0 +1,85 @@
+#pragma once
+// The scheduler's protocol logic without sockets: greets clients, answers the
+// board list, open, close and parallel-port requests, collects transfers and
+// runs them on the boards' simulated buses. Everything a request causes goes
+// to the client that sent it, except acknowledgement 46 and the board status
+// records, which go to every client that has the board open.
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "scheduler_link/scheduler_message.h"
+#include "sim/bench.h"
+#include "sim/bus_engine.h"
+#include "sim/clock.h"
+#include "sim/sim_bus.h"
+#include "sim/transfer_assembler.h"
+
+namespace zavik::I2cSim {
+
+using ClientId = std::uint32_t;
+
+constexpr std::uint32_t kAckOpened = 1;
+constexpr std::uint32_t kAckOpenRefused = 2;
+constexpr std::uint32_t kAckClosed = 3;
+constexpr std::uint32_t kAckPortDone = 14;
+constexpr std::uint32_t kAckPortRefused = 15;
+constexpr std::uint32_t kAckBoardLost = 46;
+
+// Where the core's answers go; the server queues them on the sockets.
+class Outbox {
+ public:
+  virtual ~Outbox() = default;
+  virtual void Send(ClientId client, const I2cScheduler::SchedulerMessage& message) = 0;
+  virtual void Trace(const std::string& line) = 0;
+};
+
+class SchedulerCore {
+ public:
+  SchedulerCore(const Bench& bench, const Clock& clock, Outbox& outbox);
+  ~SchedulerCore();
+
+  // Registers a client and returns its greeting. A client beyond the bench's
+  // limit gets a busy greeting and is not registered: accepted is false.
+  struct Greeting {
+    I2cScheduler::SchedulerMessage message;
+    bool accepted = true;
+  };
+  Greeting Connect(ClientId client);
+  void Disconnect(ClientId client);
+  void Receive(ClientId client, const I2cScheduler::SchedulerMessage& message);
+
+  const SchedulerSpec& Settings() const { return settings_; }
+  std::size_t ClientCount() const { return clients_.size(); }
+
+ private:
+  struct Board;
+  struct Client {
+    Board* board = nullptr;
+    TransferAssembler assembler;
+    bool dropping = false;  // the transfer being collected will not run
+  };
+
+  void SendBoardList(ClientId id);
+  void OpenBoard(ClientId id, Client& client, const I2cScheduler::SchedulerMessage& request);
+  void CloseBoard(ClientId id, Client& client);
+  void ParallelPort(ClientId id, const I2cScheduler::SchedulerMessage& request);
+  void Configure(ClientId id, Client& client, const I2cScheduler::SchedulerMessage& request);
+  void CollectTransfer(ClientId id, Client& client, const I2cScheduler::SchedulerMessage& record);
+  void RunTransfer(ClientId id, Client& client, const BusTransfer& transfer);
+  void BoardLost(Board& board);
+  void SendStatusRecords(Board& board);
+  void Acknowledge(ClientId id, std::uint32_t value);
+  void SendVcc(ClientId id, std::uint16_t millivolts);
+
+  SchedulerSpec settings_;
+  Outbox& outbox_;
+  std::vector<std::unique_ptr<Board>> boards_;
+  std::vector<I2cApi::BoardInfo> boardInfos_;
+  std::map<ClientId, Client> clients_;
+};
+
+}  // namespace zavik::I2cSim
