@@ -31,10 +31,18 @@ set_target_properties(i2czavik PROPERTIES PREFIX "lib")
 if(WIN32)
   set_target_properties(i2czavik PROPERTIES PREFIX "" OUTPUT_NAME i2czavik)
   # System DLLs only: the C++ runtime, libgcc and winpthread go into the DLL.
-  # On i686 the stdcall DeviceIo is DeviceIo@20 inside the objects; the
-  # export table carries the plain name.
+  # On i686 the stdcall DeviceIo is DeviceIo@20 inside the objects. --kill-at
+  # puts the plain name into the export table, while the import library keeps
+  # the decorated symbol that C callers of the stdcall prototype reference.
   if(CMAKE_SIZEOF_VOID_P EQUAL 4)
-    set(DEVICEIO_DECORATION "=DeviceIo@20")
+    set(DEVICEIO_DECORATION "@20")
+    target_link_options(i2czavik PRIVATE -Wl,--kill-at)
+    # ld's import library would lose the decoration as well; dlltool keeps it.
+    find_program(I2CZAVIK_DLLTOOL NAMES ${CMAKE_SYSTEM_PROCESSOR}-w64-mingw32-dlltool REQUIRED)
+    add_custom_command(TARGET i2czavik POST_BUILD
+      COMMAND ${I2CZAVIK_DLLTOOL} -k -d ${CMAKE_BINARY_DIR}/i2czavik.def -D i2czavik.dll
+              -l $<TARGET_LINKER_FILE:i2czavik>
+      VERBATIM)
   else()
     set(DEVICEIO_DECORATION "")
   endif()
