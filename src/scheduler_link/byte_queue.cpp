@@ -33,11 +33,14 @@ void ByteQueue::Clear() { head_ = tail_ = 0; }
 
 void ByteQueue::MakeRoom(std::size_t count) {
   const std::size_t live = size();
-  if (live + count <= capacity_) {
-    // Reclaim the consumed prefix instead of growing.
+  // Reclaim the consumed prefix instead of growing, but only when it is at
+  // least as large as the bytes to move: sliding a large queue down to win a
+  // few bytes on every append would make appends cost the queue's size.
+  if (live + count <= capacity_ && head_ >= live) {
     std::memmove(buffer_.get(), buffer_.get() + head_, live);
   } else {
-    std::size_t capacity = capacity_ == 0 ? kInitialCapacity : capacity_;
+    // Doubling keeps the total cost of moves linear in the bytes appended.
+    std::size_t capacity = capacity_ == 0 ? kInitialCapacity : 2 * capacity_;
     while (capacity < live + count) capacity *= 2;
     std::unique_ptr<std::uint8_t[]> grown(new std::uint8_t[capacity]);
     if (live != 0) std::memcpy(grown.get(), buffer_.get() + head_, live);

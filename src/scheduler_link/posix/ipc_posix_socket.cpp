@@ -77,7 +77,9 @@ bool CIpcPosixSocket::ServiceRead() {
   const ssize_t n = ::recv(socket_, readBuffer_, sizeof readBuffer_, MSG_DONTWAIT);
   if (n > 0) {
     AcceptReceived(readBuffer_, static_cast<std::size_t>(n));
-    readSignal_.armed = true;
+    // More may be waiting in the socket: watch it, unless this read pushed
+    // the queue over the pause level, where a wake-up would only spin.
+    readSignal_.armed = !ReadingPaused();
     return true;
   }
   if (n < 0 && WouldBlock(errno)) {

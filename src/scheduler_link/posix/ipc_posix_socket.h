@@ -8,12 +8,13 @@
 
 #include "scheduler_link/ipc_base.h"
 #include "scheduler_link/posix/readiness_signal.h"
+#include "scheduler_link/socket_platform.h"
 
 namespace zavik::I2cScheduler {
 
 class CIpcPosixSocket : public CIpcBase {
  public:
-  CIpcPosixSocket(std::uint16_t port, const char* host);
+  explicit CIpcPosixSocket(std::uint16_t port = kSchedulerPort, const char* host = kSchedulerHost);
   ~CIpcPosixSocket() override;
   CIpcPosixSocket(const CIpcPosixSocket&) = delete;
   CIpcPosixSocket& operator=(const CIpcPosixSocket&) = delete;
