@@ -74,7 +74,9 @@ void CBoardClient::WaitForGreeting() {
   while (received.empty()) {
     if (!channel_->ServiceRead()) throw Cpp::CExceptionIo();
     channel_->ServiceWrite();
-    readSelector_->Wait(kGreetingPassMicroseconds);
+    // A greeting that is already here needs no wait (the read that brought
+    // it has been collected, so the wait would sit out the whole pass).
+    if (channel_->NoMessageReady()) readSelector_->Wait(kGreetingPassMicroseconds);
     channel_->ReceiveMessages(received);
   }
   const SchedulerMessage& greeting = received.front();
