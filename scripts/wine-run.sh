@@ -21,6 +21,9 @@ if [ ! -f "$WINEPREFIX/.i2czavik-ready" ]; then
     fi
   ) 9>"$base/.lock"
 fi
+# Keep the wineserver alive between the many short test programs: starting it
+# costs seconds under 32-bit emulation. (Fails harmlessly when one runs.)
+wineserver -p60 >/dev/null 2>&1 || true
 case "$arch" in
   win64) exec /usr/lib/wine/wine64 "$@" ;;
   *) exec wine "$@" ;;
