@@ -41,3 +41,8 @@ int LoadHostExports(const char* path, HostExports* exports) {
   LOOKUP(DeviceIo);
   return 1;
 }
+
+void* LoadHostSymbol(const char* path, const char* name) {
+  LibraryHandle library = OpenLibrary(path);
+  return library == NULL ? NULL : Lookup(library, name);
+}

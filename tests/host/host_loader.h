@@ -22,4 +22,7 @@ typedef struct HostExports {
    the program. Returns 0 and prints why on failure. */
 int LoadHostExports(const char* path, HostExports* exports);
 
+/* One export by name, for hosts that declare the functions themselves. */
+void* LoadHostSymbol(const char* path, const char* name);
+
 #endif
