@@ -1,7 +1,10 @@
 #!/usr/bin/env python3
 """Runs the i2czavik tool the way a person would and checks what it prints.
 
-  tool_end_to_end.py TOOL SCENARIO
+  tool_end_to_end.py SCENARIO TOOL [RUNNER-ARGS...]
+
+TOOL may be a runner followed by its arguments (for instance the Wine runner,
+its architecture and the .exe); the tool's own arguments are appended.
 
 Meant to run under tests/with_sim.py, which provides the scheduler (or, for
 the no-scheduler scenario, makes sure none listens). Each scenario is a few
@@ -11,7 +14,7 @@ tool runs with their expected exit status, standard output and error text.
 import subprocess
 import sys
 
-TOOL = None
+TOOL = []
 CHECKS = {"passed": 0, "failed": 0}
 
 GRID_HEADER = "     0  1  2  3  4  5  6  7  8  9  a  b  c  d  e  f"
@@ -22,7 +25,7 @@ NO_SCHEDULER = "The I2C scheduler does not respond."
 
 
 def run(*args, timeout=60):
-    done = subprocess.run([TOOL, *args], capture_output=True, text=True, timeout=timeout)
+    done = subprocess.run([*TOOL, *args], capture_output=True, text=True, timeout=timeout)
     return done.returncode, done.stdout, done.stderr
 
 
@@ -155,10 +158,10 @@ SCENARIOS = {
 
 def main():
     global TOOL
-    if len(sys.argv) != 3 or sys.argv[2] not in SCENARIOS:
-        sys.exit(f"usage: tool_end_to_end.py TOOL {{{','.join(SCENARIOS)}}}")
-    TOOL = sys.argv[1]
-    SCENARIOS[sys.argv[2]]()
+    if len(sys.argv) < 3 or sys.argv[1] not in SCENARIOS:
+        sys.exit(f"usage: tool_end_to_end.py {{{','.join(SCENARIOS)}}} TOOL [RUNNER-ARGS...]")
+    TOOL = sys.argv[2:]
+    SCENARIOS[sys.argv[1]]()
     print(f"{CHECKS['passed']} passed, {CHECKS['failed']} failed")
     return 1 if CHECKS["failed"] or not CHECKS["passed"] else 0
 
