@@ -1,6 +1,7 @@
 #include "scheduler_link/ipc_base.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace zavik::I2cScheduler {
 
@@ -50,7 +51,7 @@ bool CIpcBase::ReceiveMessages(MessageQueue& messages) {
   const std::uint8_t* front = receiveQueue_.data();
   for (std::size_t i = 0; i < whole; ++i) {
     messages.emplace_back();
-    std::copy_n(front + i * kMessageSize, kMessageSize, messages.back().bytes);
+    std::memcpy(messages.back().bytes, front + i * kMessageSize, kMessageSize);
   }
   receiveQueue_.Drop(whole * kMessageSize);
   return true;
