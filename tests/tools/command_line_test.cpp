@@ -25,12 +25,6 @@ TEST(NumberParser, RejectsMalformedAndOverflowingText) {
   }
 }
 
-TEST(NumberParser, RangeIsInclusive) {
-  EXPECT_EQ(ParseNumberInRange("0x7f", 0, 0x7F), 0x7Fu);
-  EXPECT_FALSE(ParseNumberInRange("0x80", 0, 0x7F).has_value());
-  EXPECT_FALSE(ParseNumberInRange("0", 1, 10).has_value());
-}
-
 TEST(CommandLine, NoArgumentsOrHelpAnywhereGiveHelp) {
   for (auto args : std::vector<std::vector<std::string>>{{}, {"-h"}, {"--help"}, {"help"}, {"get", "0x50", "--help"},
                                                           {"bogus", "-h"}}) {

@@ -109,17 +109,6 @@ TEST_F(CommandsTest, ScanStopsAtAFailureOtherThanSilence) {
   EXPECT_EQ(Fake().closes, 1);
 }
 
-TEST_F(CommandsTest, GetBuildsTheAddressArrayAndPrintsBytes) {
-  Fake().slaves[0x50][0x0210] = 0x12;
-  Fake().slaves[0x50][0x0211] = 0xAB;
-  ASSERT_EQ(Run({"get", "-r", "2", "-n", "2", "0x50", "0x0210"}), kExitSuccess) << Err();
-  ASSERT_EQ(Fake().calls.size(), 1u);
-  EXPECT_FALSE(Fake().calls[0].isWrite);
-  EXPECT_EQ(Fake().calls[0].address, (std::vector<std::uint8_t>{0x10, 0x02, 0xA0}));
-  EXPECT_EQ(Fake().calls[0].dataCount, 2);
-  EXPECT_EQ(Out(), "0x12 0xab\n");
-}
-
 TEST_F(CommandsTest, FailedReadReportsItsOwnTextNotTheClosingOne) {
   ASSERT_EQ(Run({"get", "0x51", "0"}), kExitFailure);
   // Closing succeeds afterwards and sets "No Error"; the read's text must win.
@@ -141,17 +130,6 @@ TEST_F(CommandsTest, FailedCloseFailsTheCommand) {
   Fake().closeFailure = "The I2C scheduler does not respond.";
   EXPECT_EQ(Run({"set", "0x20", "1", "2"}), kExitFailure);
   EXPECT_EQ(Err(), "i2czavik: The I2C scheduler does not respond.\n");
-}
-
-TEST_F(CommandsTest, SetSendsRegisterThenDataBytes) {
-  Fake().slaves[0x20];
-  ASSERT_EQ(Run({"set", "0x20", "0x10", "0x12", "0x34"}), kExitSuccess) << Err();
-  ASSERT_EQ(Fake().calls.size(), 1u);
-  EXPECT_TRUE(Fake().calls[0].isWrite);
-  EXPECT_EQ(Fake().calls[0].address, (std::vector<std::uint8_t>{0x10, 0x40}));
-  EXPECT_EQ(Fake().calls[0].data, (std::vector<std::uint8_t>{0x12, 0x34}));
-  EXPECT_EQ(Fake().slaves[0x20][0x11], 0x34);
-  EXPECT_EQ(Out(), "");
 }
 
 TEST_F(CommandsTest, DumpReadsInChunksFromTheStart) {
