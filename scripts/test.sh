@@ -37,6 +37,7 @@ for build in native asan win32 win64; do
 done
 export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=0}
 export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}
+scripts/wine-run.sh prepare
 for build in native asan win32 win64; do
   echo "=== test $build"
   log="$out/$build/ctest-summary.txt"
