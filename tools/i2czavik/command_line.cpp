@@ -8,13 +8,13 @@ namespace zavik::I2cTool {
 
 namespace {
 
-struct CommandSpec {
+struct CommandSyntax {
   Command command;
   std::string options;  // option letters that take a number
 };
 
-const std::map<std::string, CommandSpec>& Commands() {
-  static const std::map<std::string, CommandSpec> commands = {
+const std::map<std::string, CommandSyntax>& Commands() {
+  static const std::map<std::string, CommandSyntax> commands = {
       {"scan", {Command::Scan, ""}}, {"get", {Command::Get, "rn"}}, {"set", {Command::Set, "r"}},
       {"dump", {Command::Dump, "rl"}}, {"caps", {Command::Caps, ""}},
   };
@@ -31,7 +31,7 @@ struct SplitWords {
   std::string error;
 };
 
-SplitWords Split(const std::string& name, const CommandSpec& spec, const std::vector<std::string>& words) {
+SplitWords Split(const std::string& name, const CommandSyntax& syntax, const std::vector<std::string>& words) {
   SplitWords split;
   bool optionsEnded = false;
   for (std::size_t i = 0; i < words.size(); ++i) {
@@ -45,7 +45,7 @@ SplitWords Split(const std::string& name, const CommandSpec& spec, const std::ve
       continue;
     }
     char letter = word[1];
-    if (spec.options.find(letter) == std::string::npos) {
+    if (syntax.options.find(letter) == std::string::npos) {
       split.error = name + ": unknown option " + word;
       return split;
     }
