@@ -1,0 +1,48 @@
+#pragma once
+// Helpers shared by the simulator tests: a clock advanced by hand and a
+// compact rendering of bus reports that can be compared with sequences worked
+// out by hand.
+
+#include <cstdint>
+#include <string>
+
+#include "scheduler_link/scheduler_message.h"
+#include "sim/clock.h"
+
+namespace zavik::I2cSim::SimTest {
+
+class FakeClock : public Clock {
+ public:
+  std::uint64_t NowMicros() const override { return now; }
+  std::uint64_t now = 1000;
+};
+
+// Bits (code 7) print as 0/1, grouped nine at a time (eight bits and the
+// acknowledge bit); START "S", STOP "P", 22 "22", status "13{n}", Vcc
+// "24{mV}", any other code its number. Tokens are separated by spaces.
+inline std::string Render(const I2cScheduler::MessageQueue& reports) {
+  std::string out;
+  int bitsInGroup = 0;
+  auto token = [&](const std::string& text) {
+    if (!out.empty()) out += ' ';
+    out += text;
+    bitsInGroup = 0;
+  };
+  for (const auto& report : reports) {
+    switch (report.Code()) {
+      case 7:
+        if (bitsInGroup == 0 || bitsInGroup == 9) token("");
+        out += report.Byte(4) ? '1' : '0';
+        ++bitsInGroup;
+        break;
+      case 5: token("S"); break;
+      case 6: token("P"); break;
+      case 13: token("13{" + std::to_string(report.U32At(4)) + "}"); break;
+      case 24: token("24{" + std::to_string(report.U16At(4)) + "}"); break;
+      default: token(std::to_string(report.Code())); break;
+    }
+  }
+  return out;
+}
+
+}  // namespace zavik::I2cSim::SimTest
