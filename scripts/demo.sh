@@ -10,10 +10,10 @@ out=${I2CZAVIK_BUILD_ROOT:-$root/build}/native
 
 if [ "$(id -u)" = 0 ]; then bash scripts/setup.sh --native; else sudo bash scripts/setup.sh --native; fi
 cmake -S "$root" -B "$out" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
-cmake --build "$out" -j "$(nproc)" --target i2c-scheduler-sim i2czavik-tool
+cmake --build "$out" -j "$(nproc)" --target i2c-scheduler-sim i2czavik_tool
 
 sim="$out/sim/i2c-scheduler-sim"
-tool="$out/tools/i2czavik"
+tool="$out/tools/i2czavik/i2czavik"
 "$sim" --trace > "$out/demo-sim.log" 2>&1 &
 sim_pid=$!
 trap 'kill $sim_pid 2>/dev/null; wait $sim_pid 2>/dev/null || true' EXIT
