@@ -270,7 +270,7 @@ TEST_F(SchedulerCoreTest, VccAndProtocolErrorsFollowTheMessageBegin) {
   EXPECT_EQ(Codes(outbox.Take(1)), "13{30} 22 5 8");
 }
 
-TEST_F(SchedulerCoreTest, OpenRefusedAndLowVccBoards) {
+TEST_F(SchedulerCoreTest, OpenAndParallelPortFaults) {
   BoardSpec refused = bench.boards[0];
   refused.info.boardNumber = 2;
   refused.faults.openRefused = true;
@@ -278,10 +278,11 @@ TEST_F(SchedulerCoreTest, OpenRefusedAndLowVccBoards) {
   low.info.boardNumber = 3;
   low.i2cVcc = 999;
   bench.boards = {refused, low};
+  bench.scheduler.parallelPortRefused = true;
   Start();
   Connect(1);
-  Send(1, {Open(2, 2), Open(3, 2)});
-  EXPECT_EQ(Codes(outbox.Take(1)), "13{2} 13{1} 24{999}");
+  Send(1, {Open(2, 2), Open(3, 2), Request(9)});
+  EXPECT_EQ(Codes(outbox.Take(1)), "13{2} 13{1} 24{999} 13{15}");
 }
 
 TEST_F(SchedulerCoreTest, GarbageNeverDisturbsAWellBehavedClient) {
