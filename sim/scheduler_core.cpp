@@ -103,9 +103,12 @@ void SchedulerCore::OpenBoard(ClientId id, Client& client, const SchedulerMessag
     }
   }
   if (found == nullptr || found->lost || found->spec.faults.openRefused) {
+    outbox_.Trace("client " + std::to_string(id) + ": open of board " + std::to_string(number) + " type " +
+                  std::to_string(type) + " refused");
     Acknowledge(id, kAckOpenRefused);
     return;
   }
+  outbox_.Trace("client " + std::to_string(id) + ": opened board " + std::to_string(number));
   client.board = found;
   client.assembler.Reset();
   client.dropping = false;
@@ -139,6 +142,9 @@ void SchedulerCore::SendStatusRecords(Board& board) {
 
 void SchedulerCore::CloseBoard(ClientId id, Client& client) {
   // Always acknowledged: also with no board open, and after the board was lost.
+  if (client.board != nullptr) {
+    outbox_.Trace("client " + std::to_string(id) + ": closed board " + std::to_string(client.board->spec.info.boardNumber));
+  }
   client.board = nullptr;
   client.assembler.Reset();
   client.dropping = false;
@@ -157,6 +163,7 @@ void SchedulerCore::Configure(ClientId id, Client& client, const SchedulerMessag
   client.dropping = true;
   Board* board = client.board;
   if (board == nullptr) {
+    outbox_.Trace("client " + std::to_string(id) + ": transfer without an open board dropped");
     Acknowledge(id, kStatusConfigRejected);
     return;
   }
@@ -174,6 +181,11 @@ void SchedulerCore::Configure(ClientId id, Client& client, const SchedulerMessag
   // After a rejection the transfer's records are collected only to know where
   // it ends; nothing of it reaches a device.
   client.dropping = !accepted;
+  if (!accepted) {
+    outbox_.Trace("client " + std::to_string(id) + " board " + std::to_string(info.boardNumber) + ": bitrate " +
+                  std::to_string(bitrate) + " Hz, high-speed " + std::to_string(highSpeed) +
+                  " Hz not supported: transfer dropped");
+  }
   Acknowledge(id, accepted ? kStatusConfigAccepted : kStatusConfigRejected);
 }
 

@@ -30,11 +30,6 @@ class SimBus {
   // first address byte).
   bool AnyTenBit(std::uint8_t highBits) const;
 
-  I2cDevice* DeviceAt(std::uint16_t address, bool tenBit = false) {
-    AttachedDevice* found = Find(address, tenBit);
-    return found ? found->device.get() : nullptr;
-  }
-
  private:
   std::vector<AttachedDevice> devices_;
 };
