@@ -185,7 +185,7 @@ class BusEngine::Run_ {
     EmitByte(AddressByte(message), AddressToken(message));
     if (target == nullptr || !target->device->Select(true)) return EndEarly(i, Outcome::kAddressNack, nullptr);
     EmitAck(true);
-    std::uint32_t delivered = std::min(message.readCount, maxReadLength_);
+    std::uint32_t delivered = std::min({message.readCount, maxReadLength_, kMaxReadClocked});
     if (target->faults.shortRead >= 0) delivered = std::min(delivered, static_cast<std::uint32_t>(target->faults.shortRead));
     // The master acknowledges every byte but the last one it takes.
     for (std::uint32_t j = 0; j < delivered; ++j) {

@@ -32,6 +32,11 @@ constexpr std::uint32_t kStatusBusTimeout = 36;
 
 constexpr std::uint8_t kHighSpeedMasterCode = 0x08;
 
+// Every byte read becomes nine reports of 13 bytes; one read clocks at most
+// this many bytes (a board may advertise more) so that a single request
+// cannot exhaust the simulator's memory.
+constexpr std::uint32_t kMaxReadClocked = 1u << 20;
+
 enum class Outcome { kOk, kAddressNack, kDataNack, kShortRead, kArbitrationLost, kBusTimeout, kProtocolError, kVccLow };
 
 const char* OutcomeText(Outcome outcome);

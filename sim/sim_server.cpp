@@ -19,7 +19,7 @@ using I2cScheduler::SchedulerMessage;
 namespace {
 // A client that does not read its answers is cut off rather than let the
 // simulator's memory grow without bound.
-constexpr std::size_t kMaxPendingOutput = 64u << 20;
+constexpr std::size_t kMaxPendingOutput = 256u << 20;  // above the largest read's reports
 constexpr std::size_t kReadBuffer = 16384;
 }  // namespace
 
