@@ -148,26 +148,26 @@ class BenchReader {
     return rates;
   }
 
-  SchedulerSpec ReadScheduler(const json& value) const {
+  SchedulerSettings ReadScheduler(const json& value) const {
     const std::string path = "scheduler";
     Expect(value.is_object(), path, "expected an object");
     CheckKeys(value, path, {"version", "maxClients", "closeAfterMessages", "outputChunkBytes", "parallelPortRefused"});
-    SchedulerSpec spec;
-    if (value.contains("version")) spec.version = ReadVersion(value["version"], Join(path, "version"));
-    spec.maxClients = static_cast<std::uint32_t>(UnsignedField(value, path, "maxClients", 0, 1u << 20));
-    spec.closeAfterMessages =
+    SchedulerSettings setup;
+    if (value.contains("version")) setup.version = ReadVersion(value["version"], Join(path, "version"));
+    setup.maxClients = static_cast<std::uint32_t>(UnsignedField(value, path, "maxClients", 0, 1u << 20));
+    setup.closeAfterMessages =
         static_cast<std::uint32_t>(UnsignedField(value, path, "closeAfterMessages", 0, 0xFFFFFFFFu));
-    spec.outputChunkBytes = static_cast<std::uint32_t>(UnsignedField(value, path, "outputChunkBytes", 0, 65536));
-    spec.parallelPortRefused = Bool(value, path, "parallelPortRefused", false);
-    return spec;
+    setup.outputChunkBytes = static_cast<std::uint32_t>(UnsignedField(value, path, "outputChunkBytes", 0, 65536));
+    setup.parallelPortRefused = Bool(value, path, "parallelPortRefused", false);
+    return setup;
   }
 
-  BoardSpec ReadBoard(const json& value, const std::string& path) const {
+  BenchBoard ReadBoard(const json& value, const std::string& path) const {
     Expect(value.is_object(), path, "expected an object");
     CheckKeys(value, path,
               {"name", "number", "type", "installed", "required", "masterWrite", "masterRead", "bitrates",
                "highSpeedBitrates", "maxReadLength", "i2cVcc", "faults", "devices"});
-    BoardSpec board;
+    BenchBoard board;
     BoardInfo& info = board.info;
     Expect(value.contains("name"), Join(path, "name"), "missing");
     info.name = String(value, path, "name");
@@ -206,19 +206,19 @@ class BenchReader {
     return faults;
   }
 
-  void CheckAddressFree(const std::vector<DeviceSpec>& devices, const std::string& path) const {
-    const DeviceSpec& added = devices.back();
+  void CheckAddressFree(const std::vector<BenchDevice>& devices, const std::string& path) const {
+    const BenchDevice& added = devices.back();
     for (std::size_t i = 0; i + 1 < devices.size(); ++i) {
       Expect(devices[i].address != added.address || devices[i].tenBit != added.tenBit, Join(path, "address"),
              "address already used by another device on this board");
     }
   }
 
-  DeviceSpec ReadDevice(const json& value, const std::string& path) const {
+  BenchDevice ReadDevice(const json& value, const std::string& path) const {
     Expect(value.is_object(), path, "expected an object");
     Expect(value.contains("kind"), Join(path, "kind"), "missing");
     const std::string kind = String(value, path, "kind");
-    DeviceSpec device;
+    BenchDevice device;
     if (kind == "eeprom") {
       device.kind = DeviceKind::kEeprom;
       CheckKeys(value, path, {"kind", "address", "tenBit", "faults", "addressBytes", "size", "pageSize", "writeCycleMs"});
@@ -326,7 +326,7 @@ class BenchReader {
 
 Bench DefaultBench() {
   Bench bench;
-  BoardSpec board;
+  BenchBoard board;
   BoardInfo& info = board.info;
   info.name = "Sim I2C Board";
   info.boardNumber = 1;
@@ -340,15 +340,15 @@ Bench DefaultBench() {
   info.maxReadLength = 65536;
   board.i2cVcc = 3300;
 
-  DeviceSpec eeprom;
+  BenchDevice eeprom;
   eeprom.kind = DeviceKind::kEeprom;
   eeprom.address = 0x50;
   eeprom.eeprom = EepromConfig{2, 65536, 64, 0};
-  DeviceSpec sensor;
+  BenchDevice sensor;
   sensor.kind = DeviceKind::kTemperatureSensor;
   sensor.address = 0x48;
   sensor.temperature = 25.5;
-  DeviceSpec registers;
+  BenchDevice registers;
   registers.kind = DeviceKind::kRegisterFile;
   registers.address = 0x20;
   registers.registers.addressBytes = 1;

@@ -28,7 +28,7 @@ struct DeviceFaults {
 
 enum class DeviceKind { kEeprom, kRegisterFile, kTemperatureSensor };
 
-struct DeviceSpec {
+struct BenchDevice {
   DeviceKind kind = DeviceKind::kRegisterFile;
   std::uint16_t address = 0;
   bool tenBit = false;
@@ -43,14 +43,14 @@ struct BoardFaults {
   int stopsRespondingAfter = -1;  // transfers run before the board stops responding
 };
 
-struct BoardSpec {
+struct BenchBoard {
   I2cApi::BoardInfo info;
   std::uint16_t i2cVcc = 3300;
   BoardFaults faults;
-  std::vector<DeviceSpec> devices;
+  std::vector<BenchDevice> devices;
 };
 
-struct SchedulerSpec {
+struct SchedulerSettings {
   I2cApi::Version version{1, 6, 0};
   std::uint32_t maxClients = 0;          // 0: no limit; beyond it clients are told busy
   std::uint32_t closeAfterMessages = 0;  // 0: never; else the connection ends after that many
@@ -59,8 +59,8 @@ struct SchedulerSpec {
 };
 
 struct Bench {
-  SchedulerSpec scheduler;
-  std::vector<BoardSpec> boards;
+  SchedulerSettings scheduler;
+  std::vector<BenchBoard> boards;
 };
 
 class BenchError : public std::runtime_error {

@@ -25,8 +25,8 @@ bool Contains(const std::vector<std::uint32_t>& list, std::uint32_t value) {
 }  // namespace
 
 struct SchedulerCore::Board {
-  Board(const BoardSpec& spec, const Clock& clock) : spec(spec), bus(spec.devices, clock) {}
-  BoardSpec spec;
+  Board(const BenchBoard& setup, const Clock& clock) : setup(setup), bus(setup.devices, clock) {}
+  BenchBoard setup;
   SimBus bus;
   std::uint32_t transfersRun = 0;
   bool lost = false;  // stopped responding
@@ -34,9 +34,9 @@ struct SchedulerCore::Board {
 
 SchedulerCore::SchedulerCore(const Bench& bench, const Clock& clock, Outbox& outbox)
     : settings_(bench.scheduler), outbox_(outbox) {
-  for (const BoardSpec& spec : bench.boards) {
-    boards_.push_back(std::make_unique<Board>(spec, clock));
-    boardInfos_.push_back(spec.info);
+  for (const BenchBoard& setup : bench.boards) {
+    boards_.push_back(std::make_unique<Board>(setup, clock));
+    boardInfos_.push_back(setup.info);
   }
 }
 
@@ -97,12 +97,12 @@ void SchedulerCore::OpenBoard(ClientId id, Client& client, const SchedulerMessag
   const std::uint8_t type = request.Byte(6);
   Board* found = nullptr;
   for (auto& board : boards_) {
-    if (board->spec.info.boardNumber == number && (board->spec.info.boardType & 0xFF) == type) {
+    if (board->setup.info.boardNumber == number && (board->setup.info.boardType & 0xFF) == type) {
       found = board.get();
       break;
     }
   }
-  if (found == nullptr || found->lost || found->spec.faults.openRefused) {
+  if (found == nullptr || found->lost || found->setup.faults.openRefused) {
     outbox_.Trace("client " + std::to_string(id) + ": open of board " + std::to_string(number) + " type " +
                   std::to_string(type) + " refused");
     Acknowledge(id, kAckOpenRefused);
@@ -113,7 +113,7 @@ void SchedulerCore::OpenBoard(ClientId id, Client& client, const SchedulerMessag
   client.assembler.Reset();
   client.dropping = false;
   Acknowledge(id, kAckOpened);
-  SendVcc(id, found->spec.i2cVcc);
+  SendVcc(id, found->setup.i2cVcc);
   SendStatusRecords(*found);
 }
 
@@ -123,7 +123,7 @@ void SchedulerCore::OpenBoard(ClientId id, Client& client, const SchedulerMessag
 void SchedulerCore::SendStatusRecords(Board& board) {
   SchedulerMessage words = SchedulerMessage::WithCode(10);
   words.SetU32At(4, board.transfersRun);
-  words.SetU32At(8, board.spec.info.boardNumber);
+  words.SetU32At(8, board.setup.info.boardNumber);
   SchedulerMessage bytes11 = SchedulerMessage::WithCode(11);
   for (std::size_t i = 4; i <= 8; ++i) bytes11.SetByte(i, static_cast<std::uint8_t>(i - 4));
   SchedulerMessage bytes12 = SchedulerMessage::WithCode(12);
@@ -143,7 +143,7 @@ void SchedulerCore::SendStatusRecords(Board& board) {
 void SchedulerCore::CloseBoard(ClientId id, Client& client) {
   // Always acknowledged: also with no board open, and after the board was lost.
   if (client.board != nullptr) {
-    outbox_.Trace("client " + std::to_string(id) + ": closed board " + std::to_string(client.board->spec.info.boardNumber));
+    outbox_.Trace("client " + std::to_string(id) + ": closed board " + std::to_string(client.board->setup.info.boardNumber));
   }
   client.board = nullptr;
   client.assembler.Reset();
@@ -171,12 +171,12 @@ void SchedulerCore::Configure(ClientId id, Client& client, const SchedulerMessag
     Acknowledge(id, kAckBoardLost);
     return;
   }
-  if (board->spec.faults.stopsRespondingAfter >= 0 &&
-      board->transfersRun >= static_cast<std::uint32_t>(board->spec.faults.stopsRespondingAfter)) {
+  if (board->setup.faults.stopsRespondingAfter >= 0 &&
+      board->transfersRun >= static_cast<std::uint32_t>(board->setup.faults.stopsRespondingAfter)) {
     BoardLost(*board);
     return;
   }
-  const I2cApi::BoardInfo& info = board->spec.info;
+  const I2cApi::BoardInfo& info = board->setup.info;
   const bool accepted = Contains(info.bitrates, bitrate) && (highSpeed == 0 || Contains(info.highSpeedBitrates, highSpeed));
   // After a rejection the transfer's records are collected only to know where
   // it ends; nothing of it reaches a device.
@@ -191,7 +191,7 @@ void SchedulerCore::Configure(ClientId id, Client& client, const SchedulerMessag
 
 void SchedulerCore::BoardLost(Board& board) {
   board.lost = true;
-  outbox_.Trace("board " + std::to_string(board.spec.info.boardNumber) + " (" + board.spec.info.name +
+  outbox_.Trace("board " + std::to_string(board.setup.info.boardNumber) + " (" + board.setup.info.name +
                 "): stopped responding");
   for (const auto& [id, client] : clients_) {
     if (client.board == &board) Acknowledge(id, kAckBoardLost);
@@ -210,9 +210,9 @@ void SchedulerCore::CollectTransfer(ClientId id, Client& client, const Scheduler
 void SchedulerCore::RunTransfer(ClientId id, Client& client, const BusTransfer& transfer) {
   Board& board = *client.board;
   ++board.transfersRun;
-  TransferResult result = BusEngine(board.bus, board.spec.info.maxReadLength).Run(transfer);
+  TransferResult result = BusEngine(board.bus, board.setup.info.maxReadLength).Run(transfer);
   for (const SchedulerMessage& report : result.reports) outbox_.Send(id, report);
-  outbox_.Trace("client " + std::to_string(id) + " board " + std::to_string(board.spec.info.boardNumber) + ": " +
+  outbox_.Trace("client " + std::to_string(id) + " board " + std::to_string(board.setup.info.boardNumber) + ": " +
                 result.trace + " -> " + OutcomeText(result.outcome));
 }
 

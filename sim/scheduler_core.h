@@ -52,7 +52,7 @@ class SchedulerCore {
   void Disconnect(ClientId client);
   void Receive(ClientId client, const I2cScheduler::SchedulerMessage& message);
 
-  const SchedulerSpec& Settings() const { return settings_; }
+  const SchedulerSettings& Settings() const { return settings_; }
   std::size_t ClientCount() const { return clients_.size(); }
 
  private:
@@ -75,7 +75,7 @@ class SchedulerCore {
   void Acknowledge(ClientId id, std::uint32_t value);
   void SendVcc(ClientId id, std::uint16_t millivolts);
 
-  SchedulerSpec settings_;
+  SchedulerSettings settings_;
   Outbox& outbox_;
   std::vector<std::unique_ptr<Board>> boards_;
   std::vector<I2cApi::BoardInfo> boardInfos_;

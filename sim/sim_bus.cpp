@@ -6,17 +6,17 @@
 
 namespace zavik::I2cSim {
 
-std::unique_ptr<I2cDevice> MakeDevice(const DeviceSpec& spec, const Clock& clock) {
-  switch (spec.kind) {
-    case DeviceKind::kEeprom: return std::make_unique<Eeprom>(spec.eeprom, clock);
-    case DeviceKind::kTemperatureSensor: return std::make_unique<TemperatureSensor>(spec.temperature);
+std::unique_ptr<I2cDevice> MakeDevice(const BenchDevice& setup, const Clock& clock) {
+  switch (setup.kind) {
+    case DeviceKind::kEeprom: return std::make_unique<Eeprom>(setup.eeprom, clock);
+    case DeviceKind::kTemperatureSensor: return std::make_unique<TemperatureSensor>(setup.temperature);
     case DeviceKind::kRegisterFile: break;
   }
-  return std::make_unique<RegisterFile>(spec.registers);
+  return std::make_unique<RegisterFile>(setup.registers);
 }
 
-SimBus::SimBus(const std::vector<DeviceSpec>& specs, const Clock& clock) {
-  for (const DeviceSpec& spec : specs) Attach(spec.address, spec.tenBit, MakeDevice(spec, clock), spec.faults);
+SimBus::SimBus(const std::vector<BenchDevice>& devices, const Clock& clock) {
+  for (const BenchDevice& setup : devices) Attach(setup.address, setup.tenBit, MakeDevice(setup, clock), setup.faults);
 }
 
 void SimBus::Attach(std::uint16_t address, bool tenBit, std::unique_ptr<I2cDevice> device, DeviceFaults faults) {

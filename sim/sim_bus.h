@@ -21,7 +21,7 @@ struct AttachedDevice {
 class SimBus {
  public:
   SimBus() = default;
-  SimBus(const std::vector<DeviceSpec>& specs, const Clock& clock);
+  SimBus(const std::vector<BenchDevice>& devices, const Clock& clock);
 
   void Attach(std::uint16_t address, bool tenBit, std::unique_ptr<I2cDevice> device, DeviceFaults faults = {});
 
@@ -34,6 +34,6 @@ class SimBus {
   std::vector<AttachedDevice> devices_;
 };
 
-std::unique_ptr<I2cDevice> MakeDevice(const DeviceSpec& spec, const Clock& clock);
+std::unique_ptr<I2cDevice> MakeDevice(const BenchDevice& setup, const Clock& clock);
 
 }  // namespace zavik::I2cSim

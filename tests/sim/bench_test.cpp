@@ -16,7 +16,7 @@ bool Has(const std::vector<std::uint32_t>& list, std::uint32_t value) {
 TEST(BenchTest, DefaultBenchServesTheRegisterExports) {
   const Bench bench = DefaultBench();
   ASSERT_EQ(bench.boards.size(), 1u);
-  const BoardSpec& board = bench.boards[0];
+  const BenchBoard& board = bench.boards[0];
   EXPECT_EQ(board.info.boardType, 2u);
   EXPECT_TRUE(board.info.MasterTxSupported());
   EXPECT_TRUE(board.info.MasterRxSupported());
@@ -64,7 +64,7 @@ TEST(BenchTest, FieldsAreReadAsDocumented) {
                                  "inline.json", ".");
   EXPECT_EQ(bench.scheduler.version.minor, 5);
   EXPECT_EQ(bench.scheduler.maxClients, 2u);
-  const BoardSpec& board = bench.boards.at(0);
+  const BenchBoard& board = bench.boards.at(0);
   EXPECT_EQ(board.info.boardNumber, 258);
   EXPECT_EQ(board.info.installedVersions.count("driver"), 0u);  // 0.0.0 is absent
   EXPECT_EQ(board.info.requiredVersions.at("firmware").build, 4);

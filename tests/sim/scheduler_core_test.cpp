@@ -254,7 +254,7 @@ TEST_F(SchedulerCoreTest, VccAndProtocolErrorsFollowTheMessageBegin) {
   DeviceFaults vcc, protocol;
   vcc.vccDrop = 800;
   protocol.protocolError = true;
-  DeviceSpec a = bench.boards[0].devices[2], b = a;
+  BenchDevice a = bench.boards[0].devices[2], b = a;
   a.address = 0x30;
   a.faults = vcc;
   b.address = 0x31;
@@ -271,10 +271,10 @@ TEST_F(SchedulerCoreTest, VccAndProtocolErrorsFollowTheMessageBegin) {
 }
 
 TEST_F(SchedulerCoreTest, OpenAndParallelPortFaults) {
-  BoardSpec refused = bench.boards[0];
+  BenchBoard refused = bench.boards[0];
   refused.info.boardNumber = 2;
   refused.faults.openRefused = true;
-  BoardSpec low = bench.boards[0];
+  BenchBoard low = bench.boards[0];
   low.info.boardNumber = 3;
   low.i2cVcc = 999;
   bench.boards = {refused, low};
