@@ -113,7 +113,11 @@ def stop_sim(sim):
 
 
 def run_command(command, env, deadline):
-    child = subprocess.Popen(command, env=env, start_new_session=True)
+    try:
+        child = subprocess.Popen(command, env=env, start_new_session=True)
+    except OSError as error:
+        print("with_sim.py: cannot run %s: %s" % (command[0], error), file=sys.stderr)
+        return 127
     try:
         return child.wait(max(0.1, deadline - time.monotonic()))
     except subprocess.TimeoutExpired:

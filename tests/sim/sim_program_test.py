@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 """Tests of the i2c-scheduler-sim program as users run it: command line,
 record file, greeting variants, chunked output, closing after N messages,
-refused bench files and signals. Usage: sim_program_test.py SIM BENCH_DIR"""
+refused bench files and signals; and the with_sim.py harness.
+Usage: sim_program_test.py SIM BENCH_DIR WITH_SIM"""
 
 import os
 import select
@@ -17,6 +18,7 @@ import warnings
 
 SIM = None
 BENCHES = None
+WITH_SIM = None
 
 
 def msg(code, payload=b""):
@@ -203,7 +205,31 @@ class ProgramTest(unittest.TestCase):
         self.assertGreater(lists[0][1], 100)  # arrived in many pieces
 
 
+class HarnessTest(unittest.TestCase):
+    """tests/with_sim.py, which every end-to-end test runs under."""
+
+    def harness(self, *args, timeout=30):
+        return subprocess.run([sys.executable, WITH_SIM, *args], capture_output=True, timeout=timeout)
+
+    def test_command_sees_the_port_and_its_exit_code_is_passed_on(self):
+        check = "import os, socket, sys; socket.create_connection(('127.0.0.1', int(os.environ['I2CZAVIK_SIM_PORT']))).recv(13); sys.exit(7)"
+        out = self.harness("--sim", SIM, "--port", "0", "--", sys.executable, "-c", check)
+        self.assertEqual(out.returncode, 7, out.stderr)
+
+    def test_command_that_hangs_is_killed(self):
+        started = time.monotonic()
+        out = self.harness("--no-sim", "--timeout", "1", "--", "sleep", "30")
+        self.assertEqual(out.returncode, 124)
+        self.assertIn(b"timeout", out.stdout)
+        self.assertLess(time.monotonic() - started, 15)
+
+    def test_simulator_that_cannot_start_fails_the_run(self):
+        out = self.harness("--sim", SIM, "--port", "0", "--bench", "/nonexistent.json", "--", "true")
+        self.assertNotEqual(out.returncode, 0)
+        self.assertIn(b"/nonexistent.json", out.stderr)
+
+
 if __name__ == "__main__":
     warnings.simplefilter("ignore", ResourceWarning)  # sockets left to the collector
-    SIM, BENCHES = sys.argv[1], sys.argv[2]
+    SIM, BENCHES, WITH_SIM = sys.argv[1], sys.argv[2], sys.argv[3]
     unittest.main(argv=sys.argv[:1], verbosity=2)
