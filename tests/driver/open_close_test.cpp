@@ -213,12 +213,20 @@ TEST(OpenCloseBusy, SecondConnectionIsRefused) {
 // ------------------------------------------------ scheduler drops the connection
 
 // The simulator answers the list and the open request, then closes the
-// connection. The first operation that touches the channel reports the loss;
-// from then on no board is open, so closing succeeds and a transfer asks for
-// an open board.
-TEST(OpenCloseConnectionLost, CloseReportsTheLossThenSucceeds) {
-  ExpectOutcome(UrdOpen(), 1, kNoError);
-  ExpectOutcome(UrdClose(), 0, kNoScheduler);
+// connection. Whether UrdOpen still sees its answers depends on the socket
+// backend: the POSIX one collects the answers before it reads the end of the
+// stream, the Win32 one may meet both in one read and report the loss at
+// once. Either way the first export that meets the loss reports it, and from
+// then on no board is open: closing succeeds and a transfer asks for an open
+// board.
+const std::string kNoOpenBoard = "No board has been choosen. Please, open a board and try it again.";
+
+TEST(OpenCloseConnectionLost, CloseAfterTheLossSucceeds) {
+  if (UrdOpen() == 1) {
+    ExpectOutcome(UrdClose(), 0, kNoScheduler);  // the client stays global
+  } else {
+    EXPECT_EQ(StatusText(), kNoScheduler);
+  }
   ExpectOutcome(UrdClose(), 1, kNoError);
   ExpectOutcome(UrdClose(), 0, kUnknownError);
 }
@@ -226,9 +234,12 @@ TEST(OpenCloseConnectionLost, CloseReportsTheLossThenSucceeds) {
 TEST(OpenCloseConnectionLost, TransferAfterTheLossNeedsAnOpenBoard) {
   const unsigned char address[2] = {0x00, 0xA0};
   unsigned char data[4] = {};
-  ExpectOutcome(UrdOpen(), 1, kNoError);
-  ExpectOutcome(UrdGetReg(2, 1, address, data), 0, kNoScheduler);
-  ExpectOutcome(UrdGetReg(2, 1, address, data), 0, "No board has been choosen. Please, open a board and try it again.");
+  if (UrdOpen() == 1) {
+    ExpectOutcome(UrdGetReg(2, 1, address, data), 0, kNoScheduler);
+  } else {
+    EXPECT_EQ(StatusText(), kNoScheduler);
+  }
+  ExpectOutcome(UrdGetReg(2, 1, address, data), 0, kNoOpenBoard);
   ExpectOutcome(UrdClose(), 1, kNoError);
 }
 
