@@ -485,34 +485,7 @@ TEST(BoardClientOpen, VersionCheckComparesSharedLabelsInMapOrder) {
   }
 }
 
-TEST(BoardClientOpen, BoardMissingFromTheListIsLookedUpAgain) {
-  BoardPeer peer([](PeerConnection& p) {
-    p.Send({Greeting()});
-    AnswerOpen(p);
-    AnswerList(p);
-    AnswerClose(p);
-    p.ReceiveUntilClosed();
-  });
-  CBoardClient client(peer.Port());
-  BoardInfo unlisted;
-  unlisted.boardNumber = 258;
-  unlisted.boardType = 3;
-  client.OpenBoard(unlisted);
-  EXPECT_EQ(client.GetOpenedBoardInfo().name, "second");
-}
-
-TEST(BoardClientClose, NothingToCloseSendsNothing) {
-  BoardPeer peer([](PeerConnection& p) {
-    p.Send({Greeting()});
-    EXPECT_TRUE(p.ReceiveUntilClosed().empty());
-  });
-  CBoardClient client(peer.Port());
-  client.CloseBoard();
-  EXPECT_THROW(client.GetOpenedBoardInfo(), Cpp::CExceptionDeviceOpen);
-  EXPECT_THROW(client.GetI2cVcc(), Cpp::CExceptionDeviceOpen);
-}
-
-TEST(BoardClientParallelPort, PortRangeAndRequestBytes) {
+TEST(BoardClientParallelPort, PortRangeAndRequestBytesAndNothingToClose) {
   BoardPeer peer([](PeerConnection& p) {
     p.Send({Greeting()});
     SchedulerMessage request = p.Expect(BoardCode::kParallelPort);
@@ -526,6 +499,7 @@ TEST(BoardClientParallelPort, PortRangeAndRequestBytes) {
     EXPECT_TRUE(p.ReceiveUntilClosed().empty());
   });
   CBoardClient client(peer.Port());
+  client.CloseBoard();  // no board open: sends nothing, the first record is the port command
   EXPECT_THROW(client.SetParallelPort(3, true), Cpp::CExceptionParallelPort);
   EXPECT_THROW(client.SetParallelPort(-1, true), Cpp::CExceptionParallelPort);
   EXPECT_NO_THROW(client.SetParallelPort(0, true));
@@ -572,19 +546,6 @@ TEST(BoardClientBroken, DestructionWithOpenBoardAndSchedulerGoneDoesNotThrow) {
   peer.Join();
   EXPECT_TRUE(client->IsBoardOpen()) << "nothing has noticed the break yet";
   EXPECT_NO_THROW(client.reset());
-}
-
-TEST(BoardClientBroken, DestructionClosesTheOpenBoard) {
-  BoardPeer peer([](PeerConnection& p) {
-    p.Send({Greeting()});
-    AnswerList(p);
-    AnswerOpen(p);
-    AnswerClose(p);
-    EXPECT_TRUE(p.ReceiveUntilClosed().empty());
-  });
-  auto client = std::make_unique<CBoardClient>(peer.Port());
-  client->OpenBoard(Enumerate(*client).at(0));
-  client.reset();
 }
 
 }  // namespace
