@@ -2,7 +2,6 @@
 // new client and opens the first board that is not of type 4; UrdClose closes
 // that board and ends the client.
 
-#include <memory>
 #include <vector>
 
 #include "api/board_client.h"
