@@ -101,16 +101,34 @@ void SimServer::Serve(const volatile std::sig_atomic_t& stop) {
       if (errno == EINTR) continue;
       break;
     }
+    // Clients first: a client that left frees its place before a newcomer
+    // that connected in the same round is greeted.
+    for (std::size_t i = 0; i < ids.size(); ++i) Service(ids[i], fds[i + 1].revents);
     if (fds[0].revents & POLLIN) Accept();
-    for (std::size_t i = 0; i < ids.size(); ++i) {
-      const auto it = connections_.find(ids[i]);
-      if (it == connections_.end()) continue;
-      Connection& connection = *it->second;
-      const short revents = fds[i + 1].revents;
-      if (revents & (POLLIN | POLLHUP | POLLERR)) ReadFrom(connection);
-      if (!connection.broken && (revents & POLLOUT)) WriteTo(connection);
-      if (connection.broken || (connection.closeWhenFlushed && connection.Pending() == 0)) Drop(connection.id);
-    }
+  }
+}
+
+void SimServer::Service(ClientId id, short revents) {
+  const auto it = connections_.find(id);
+  if (it == connections_.end()) return;
+  Connection& connection = *it->second;
+  if (revents & (POLLIN | POLLHUP | POLLERR)) ReadFrom(connection);
+  if (!connection.broken && (revents & POLLOUT)) WriteTo(connection);
+  if (connection.broken || (connection.closeWhenFlushed && connection.Pending() == 0)) Drop(connection.id);
+}
+
+// Looks, without waiting, for clients whose connection has ended, so that a
+// client that closed just before another connected is not counted.
+void SimServer::ReapEndedConnections() {
+  std::vector<pollfd> fds;
+  std::vector<ClientId> ids;
+  for (auto& [id, connection] : connections_) {
+    fds.push_back(pollfd{connection->fd, POLLIN, 0});
+    ids.push_back(id);
+  }
+  if (::poll(fds.data(), fds.size(), 0) <= 0) return;
+  for (std::size_t i = 0; i < ids.size(); ++i) {
+    if (fds[i].revents != 0) Service(ids[i], fds[i].revents);
   }
 }
 
@@ -120,6 +138,8 @@ void SimServer::Accept() {
     if (fd < 0) return;
     const int one = 1;
     ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
+    const std::uint32_t limit = core_.Settings().maxClients;
+    if (limit != 0 && core_.ClientCount() >= limit) ReapEndedConnections();
     auto connection = std::make_unique<Connection>();
     connection->fd = fd;
     connection->id = nextId_++;

@@ -45,6 +45,8 @@ class SimServer : private Outbox {
   void Trace(const std::string& line) override;
 
   void Accept();
+  void Service(ClientId id, short revents);
+  void ReapEndedConnections();
   void ReadFrom(Connection& connection);
   void WriteTo(Connection& connection);
   void Drop(ClientId id);

@@ -174,6 +174,11 @@ class ProgramTest(unittest.TestCase):
             # The accepted client is still served.
             first.sock.sendall(msg(3))
             self.assertEqual(struct.unpack("<I", first.record()[4:8])[0], 3)
+            # A client that closes frees its place for one connecting at once.
+            for _ in range(20):
+                first.sock.close()
+                first = Conn(port)
+                self.assertNotEqual(first.record()[8], 1)
         finally:
             stop(proc)
 
