@@ -104,6 +104,24 @@ typedef struct I2cHardwareCaps {
  * One entry point for the command-code interface; always returns 1, the
  * outcome is in result->status. Arguments 2 and 4 are not read.
  * resultCount receives the bytes moved by the read and write commands.
+ *
+ * The open command stores a handle in result->context; every other command
+ * takes it from request->context. Handles are never reused within a process:
+ * a handle that is no longer open (after close) or was never handed out is
+ * treated exactly as a null context, never dereferenced.
+ *
+ * Choices this interface makes where a host might wonder:
+ * - Read with regAddressCount > 0: the register-address bytes go on the bus
+ *   in array order, regAddress[0] first, in the write that precedes the read.
+ * - Caps on a board that lists no bitrates: word 1 is 0, and word 2 is the
+ *   first high-speed bitrate or, when there is none either, 0.
+ * - A negative count in a read or write request (or a null buffer or
+ *   regAddress with a positive count) is refused with status 11 and the text
+ *   of a transfer the board does not support; nothing is sent. A read whose
+ *   result buffer is null counts as a buffer that is too small (status 30).
+ * - The error-text command does nothing when the result count is 0 or
+ *   negative or the result buffer is null.
+ * - A null request or result block: nothing is done.
  */
 I2CZAVIK_API int I2CZAVIK_STDCALL DeviceIo(DeviceIoBlock* request, void* reserved2, DeviceIoBlock* result,
                                            void* reserved4, uint32_t* resultCount);
