@@ -240,6 +240,24 @@ static void MainScenario(void) {
   CHECK_INT(Read(&b, 0x20, &reg, 1, out, sizeof out, 1, 100000, &moved), 0);
   CHECK_INT(out[0], 0x22);
 
+  /* A negative count is refused before anything is sent. */
+  CHECK_INT(Read(&a, 0x20, NULL, 0, out, sizeof out, -1, 100000, &moved), 11);
+  CHECK_INT(moved, 0);
+  CHECK_INT(Write(&a, 0x20, payload, -2, 100000, &moved), 11);
+  /* (cut at 100 characters) */
+  ExpectText(&a, "The used I2C board does not support the specified I2C transfer (e.g. the board does not support all ");
+
+  /* A context value this library never handed out: no device, no crash. */
+  {
+    Device garbage = a;
+    PutPointer(&garbage.block, OFF_CONTEXT, (void*)(uintptr_t)0xDEADBEEFu);
+    moved = 5;
+    CHECK_INT(Read(&garbage, 0x20, &reg, 1, out, sizeof out, 1, 100000, &moved), 3);
+    CHECK_INT(moved, 0);
+    CHECK_INT(Close(&garbage), 0);
+    CHECK(GetPointer(&garbage.block, OFF_CONTEXT) == (void*)(uintptr_t)0xDEADBEEFu);
+  }
+
   /* A stale context after close: no device, no crash. */
   stale = a;
   CHECK_INT(Close(&a), 0);
