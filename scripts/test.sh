@@ -45,6 +45,8 @@ for build in native asan win32 win64; do
   summary+=("$build: $(grep -E 'tests passed|tests failed' "$log" | tail -n 1)")
 done
 
+scripts/wine-run.sh stop
+
 echo
 echo "=== summary"
 printf '%s\n' "${summary[@]}"
