@@ -11,7 +11,7 @@
 #include "api/board_info.h"
 #include "scheduler_link/scheduler_message.h"
 
-namespace zavik::I2cApi::ClientTesting {
+namespace zavik::I2cApi::Testing {
 
 namespace EntryOffset {
 constexpr std::size_t kName = 0;
@@ -95,4 +95,4 @@ inline std::vector<std::uint8_t> Concatenate(std::initializer_list<EntryBytes> e
   return stream;
 }
 
-}  // namespace zavik::I2cApi::ClientTesting
+}  // namespace zavik::I2cApi::Testing

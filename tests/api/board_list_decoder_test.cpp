@@ -11,8 +11,8 @@
 namespace zavik::I2cApi {
 namespace {
 
-using ClientTesting::EntryBytes;
-namespace Off = ClientTesting::EntryOffset;
+using Testing::EntryBytes;
+namespace Off = Testing::EntryOffset;
 
 std::deque<std::uint8_t> StreamOf(const std::vector<std::uint8_t>& bytes) {
   return std::deque<std::uint8_t>(bytes.begin(), bytes.end());
@@ -120,7 +120,7 @@ TEST(BoardEntryDecoder, FullBitrateListAndTheFieldsAfterIt) {
 }
 
 TEST(BoardEntryDecoder, EntriesComeOffTheFrontInStreamOrder) {
-  std::vector<std::uint8_t> bytes = ClientTesting::Concatenate({EntryBytes::Board("first", 1, 2), EntryBytes::Board("second", 2, 1)});
+  std::vector<std::uint8_t> bytes = Testing::Concatenate({EntryBytes::Board("first", 1, 2), EntryBytes::Board("second", 2, 1)});
   bytes.push_back(0xAA);  // a trailing piece of a third entry
   auto stream = StreamOf(bytes);
   EXPECT_EQ(TakeBoardEntry(stream).name, "first");

@@ -9,7 +9,8 @@
 namespace zavik::I2cApi {
 namespace {
 
-using namespace TestReports;
+using namespace Testing;
+constexpr std::uint32_t S = kEventStart, P = kEventStop, A = kEventAck, N = kEventNack, D = kEventByte;
 
 std::vector<std::uint32_t> Codes(const MessageQueue& events) {
   std::vector<std::uint32_t> codes;
@@ -23,136 +24,62 @@ MessageQueue DecodeAll(BusEventDecoder& decoder, const MessageQueue& input) {
   return out;
 }
 
-TEST(BusEventDecoder, FrameWithOneAcknowledgedByte) {
-  MessageQueue in;
-  SchedulerMessage start = Record(5);
-  for (std::size_t i = 4; i < 13; ++i) start.SetByte(i, static_cast<std::uint8_t>(i * 3));
-  in.push_back(start);
-  ByteWithAck(in, 0xA1, true);
-  Stop(in);
+TEST(BusEventDecoder, Sequences) {
+  struct Case {
+    const char* reports;
+    std::vector<std::uint32_t> events;
+    std::vector<std::uint8_t> bytes;  // the values of the byte events
+  };
+  const std::vector<Case> cases{
+      {"S 0xA1+ P", {S, D, A, P}, {0xA1}},
+      {"S 0x10 b1 0x11 b2 0x12 b0", {S, D, N, D, N, D, A}, {0x10, 0x11, 0x12}},  // any high level is a NACK
+      {"S b1 b2 b1 b255 b0 b0 b1 b2", {S, D}, {0xA2}},                          // a data bit is 1 only at level 1
+      {"0xFF+ S 0x42+ P 0x43+", {S, D, A, P}, {0x42}},                          // bits outside a frame
+      {"S b1 b1 b1 b1 S 0x3C+", {S, S, D, A}, {0x3C}},                          // START after four bits
+      {"S 0x55 S 0x0F-", {S, D, S, D, N}, {0x55, 0x0F}},                        // START where the ACK was due
+  };
+  for (const Case& c : cases) {
+    BusEventDecoder decoder;
+    const MessageQueue out = DecodeAll(decoder, Reports(c.reports));
+    EXPECT_EQ(Codes(out), c.events) << c.reports;
+    std::vector<std::uint8_t> bytes;
+    for (const SchedulerMessage& e : out)
+      if (e.Code() == kEventByte) bytes.push_back(e.Byte(4));
+    EXPECT_EQ(bytes, c.bytes) << c.reports;
+  }
+}
 
+TEST(BusEventDecoder, StartKeepsItsPayloadAndByteEventsAreFilled) {
+  MessageQueue in = Reports("S 0xA1+");
+  for (std::size_t i = 4; i < 13; ++i) in[0].SetByte(i, static_cast<std::uint8_t>(i * 3));
   BusEventDecoder decoder;
-  MessageQueue out = DecodeAll(decoder, in);
-
-  ASSERT_EQ(Codes(out), (std::vector<std::uint32_t>{kEventStart, kEventByte, kEventAck, kEventStop}));
-  for (std::size_t i = 4; i < 13; ++i) EXPECT_EQ(out[0].Byte(i), start.Byte(i)) << "START payload byte " << i;
-  EXPECT_EQ(out[1].Byte(4), 0xA1);
+  const MessageQueue out = DecodeAll(decoder, in);
+  ASSERT_EQ(out.size(), 3u);
+  for (std::size_t i = 4; i < 13; ++i) EXPECT_EQ(out[0].Byte(i), in[0].Byte(i)) << "START payload byte " << i;
   for (std::size_t i = 5; i < 13; ++i) EXPECT_EQ(out[1].Byte(i), 0xFF) << "byte event filler " << i;
 }
 
-TEST(BusEventDecoder, AcknowledgeBitLevels) {
-  BusEventDecoder decoder;
-  MessageQueue in;
-  Start(in);
-  ByteBits(in, 0x10);
-  in.push_back(Bit(1));  // master or slave did not acknowledge
-  ByteBits(in, 0x11);
-  in.push_back(Bit(2));  // any non-zero level is high for the acknowledge bit
-  ByteBits(in, 0x12);
-  in.push_back(Bit(0));
-  MessageQueue out = DecodeAll(decoder, in);
-  EXPECT_EQ(Codes(out), (std::vector<std::uint32_t>{kEventStart, kEventByte, kEventNack, kEventByte, kEventNack,
-                                                    kEventByte, kEventAck}));
-}
-
-TEST(BusEventDecoder, DataBitCountsAsOneOnlyAtLevelOne) {
-  BusEventDecoder decoder;
-  MessageQueue in;
-  Start(in);
-  for (std::uint8_t level : {1, 2, 1, 0xFF, 0, 0, 1, 2}) in.push_back(Bit(level));
-  MessageQueue out = DecodeAll(decoder, in);
-  ASSERT_EQ(out.size(), 2u);
-  EXPECT_EQ(out[1].Byte(4), 0xA2);  // 1,0,1,0,0,0,1,0
-}
-
-TEST(BusEventDecoder, FirstByteAfterStartIsMsbFirst) {
-  BusEventDecoder decoder;
-  MessageQueue in;
-  Start(in);
-  for (std::uint8_t level : {0, 0, 0, 0, 1, 0, 0, 0}) in.push_back(Bit(level));
-  MessageQueue out = DecodeAll(decoder, in);
-  ASSERT_EQ(out.size(), 2u);
-  EXPECT_EQ(out[1].Byte(4), 0x08);
-}
-
-TEST(BusEventDecoder, BitsOutsideAFrameProduceNothing) {
-  BusEventDecoder decoder;
-  MessageQueue before;
-  ByteWithAck(before, 0xFF, true);
-  EXPECT_TRUE(DecodeAll(decoder, before).empty());
-
-  MessageQueue frame;
-  Start(frame);
-  ByteWithAck(frame, 0x42, true);
-  Stop(frame);
-  ByteWithAck(frame, 0x43, true);  // after the STOP
-  EXPECT_EQ(Codes(DecodeAll(decoder, frame)),
-            (std::vector<std::uint32_t>{kEventStart, kEventByte, kEventAck, kEventStop}));
-}
-
-TEST(BusEventDecoder, StartInsideAByteDiscardsItsBits) {
-  BusEventDecoder decoder;
-  MessageQueue in;
-  Start(in);
-  for (int i = 0; i < 4; ++i) in.push_back(Bit(1));
-  Start(in);
-  ByteWithAck(in, 0x3C, true);
-  MessageQueue out = DecodeAll(decoder, in);
-  ASSERT_EQ(Codes(out), (std::vector<std::uint32_t>{kEventStart, kEventStart, kEventByte, kEventAck}));
-  EXPECT_EQ(out[2].Byte(4), 0x3C);
-}
-
-TEST(BusEventDecoder, StartAfterAByteClearsThePendingAcknowledge) {
-  BusEventDecoder decoder;
-  MessageQueue in;
-  Start(in);
-  ByteBits(in, 0x55);
-  Start(in);  // repeated START where the acknowledge bit was due
-  ByteWithAck(in, 0x0F, false);
-  MessageQueue out = DecodeAll(decoder, in);
-  ASSERT_EQ(Codes(out), (std::vector<std::uint32_t>{kEventStart, kEventByte, kEventStart, kEventByte, kEventNack}));
-  EXPECT_EQ(out[3].Byte(4), 0x0F);
-}
-
-TEST(BusEventDecoder, OtherRecordsPassThroughWithoutDisturbingAByte) {
-  BusEventDecoder decoder;
-  MessageQueue in;
-  Start(in);
-  ByteBits(in, 0xC3);
+TEST(BusEventDecoder, StatusInsideAByteIsPassedOnWithoutDisturbingIt) {
+  MessageQueue in = Reports("S 0xC3+");
   SchedulerMessage status = Status(34);
   status.SetByte(12, 0x99);
   in.insert(in.begin() + 4, status);  // between the third and fourth bit
-  in.push_back(Bit(0));
-  MessageQueue out = DecodeAll(decoder, in);
-  ASSERT_EQ(Codes(out), (std::vector<std::uint32_t>{kEventStart, 13, kEventByte, kEventAck}));
-  for (std::size_t i = 0; i < 13; ++i) EXPECT_EQ(out[1].Byte(i), status.Byte(i));
-  EXPECT_EQ(out[2].Byte(4), 0xC3);
+  BusEventDecoder decoder;
+  MessageQueue out;
+  out.push_back(Record(99));  // the output is appended to
+  EXPECT_EQ(decoder.Decode(in, out), in.size());
+  ASSERT_EQ(Codes(out), (std::vector<std::uint32_t>{99, S, 13, D, A}));
+  for (std::size_t i = 0; i < 13; ++i) EXPECT_EQ(out[2].Byte(i), status.Byte(i));
+  EXPECT_EQ(out[3].Byte(4), 0xC3);
 }
 
 TEST(BusEventDecoder, ByteSpanningTwoBatches) {
   BusEventDecoder decoder;
-  MessageQueue all;
-  Start(all);
-  ByteWithAck(all, 0x96, true);
-  MessageQueue first(all.begin(), all.begin() + 6);  // START and five bits
-  MessageQueue second(all.begin() + 6, all.end());
-
-  EXPECT_EQ(Codes(DecodeAll(decoder, first)), (std::vector<std::uint32_t>{kEventStart}));
-  MessageQueue out = DecodeAll(decoder, second);
-  ASSERT_EQ(Codes(out), (std::vector<std::uint32_t>{kEventByte, kEventAck}));
+  const MessageQueue all = Reports("S 0x96+");
+  EXPECT_EQ(Codes(DecodeAll(decoder, MessageQueue(all.begin(), all.begin() + 6))), (std::vector<std::uint32_t>{S}));
+  const MessageQueue out = DecodeAll(decoder, MessageQueue(all.begin() + 6, all.end()));
+  ASSERT_EQ(Codes(out), (std::vector<std::uint32_t>{D, A}));
   EXPECT_EQ(out[0].Byte(4), 0x96);
-}
-
-TEST(BusEventDecoder, AppendsToOutputAndLeavesInputAlone) {
-  BusEventDecoder decoder;
-  MessageQueue in;
-  Start(in);
-  MessageQueue out;
-  out.push_back(Record(99));
-  EXPECT_EQ(decoder.Decode(in, out), 1u);
-  EXPECT_EQ(Codes(out), (std::vector<std::uint32_t>{99, kEventStart}));
-  EXPECT_EQ(in.size(), 1u);
-  EXPECT_EQ(in[0].Code(), 5u);
 }
 
 }  // namespace

@@ -9,7 +9,7 @@
 namespace zavik::I2cApi {
 namespace {
 
-using namespace TestReports;
+using namespace Testing;
 
 TransferStatus Configuration() {
   TransferStatus e;
@@ -32,249 +32,166 @@ TransferStatus Read(std::vector<std::uint8_t>* into, std::uint32_t expected, boo
   return e;
 }
 
-// Tracking of the given entries, started and with entry 0 finished by an
-// accepted configuration unless the first entry is not a configuration.
+// Tracking of the entries, started, with entry 0 (when a configuration)
+// finished by an accepted configuration.
 MasterTracker Tracking(std::vector<TransferStatus> entries) {
   MasterTracker tracker;
   tracker.Statuses() = std::move(entries);
   tracker.Start();
-  if (tracker.Statuses()[0].kind == kKindConfiguration) tracker.HandleMessages(MessageQueue{Status(30)});
+  if (tracker.Statuses()[0].kind == kKindConfiguration) tracker.HandleMessages(Reports("s30"));
   return tracker;
 }
 
-MessageQueue MessageStart(std::uint8_t addressByte, bool acknowledged) {
-  MessageQueue q;
-  Begins(q);
-  Start(q);
-  ByteWithAck(q, addressByte, acknowledged);
-  return q;
-}
+MasterTracker OneWrite() { return Tracking({Configuration(), Write(0, true)}); }
 
 TEST(MasterTracker, ConfigurationIgnoresBusEventsUntilItsStatus) {
   MasterTracker tracker;
   tracker.Statuses() = {Configuration(), Write(0, true)};
   tracker.Start();
-  MessageQueue q = MessageStart(0xA0, true);
-  q.push_back(Vcc(500));
-  q.push_back(Record(8));
-  tracker.HandleMessages(q);
+  tracker.HandleMessages(Reports("B S 0xA0+ v500 r8"));
   EXPECT_EQ(tracker.Current(), 0u);
   EXPECT_EQ(tracker.Statuses()[0].phase, Waiting);
-  EXPECT_EQ(tracker.Statuses()[0].kind, kKindConfiguration);
-
-  tracker.HandleMessages(MessageQueue{Status(30)});
+  tracker.HandleMessages(Reports("s30"));
   EXPECT_EQ(tracker.Statuses()[0].phase, ConfigAccepted);
   EXPECT_EQ(tracker.Statuses()[0].kind, kKindFinished);
   EXPECT_EQ(tracker.Current(), 1u);
   EXPECT_TRUE(tracker.IsRunning());
-}
 
-TEST(MasterTracker, RejectedConfigurationEndsTrackingAndLaterEventsGoToTheNextEntry) {
-  MasterTracker tracker;
-  tracker.Statuses() = {Configuration(), Write(0, true)};
-  tracker.Start();
-  MessageQueue q{Status(31)};
-  Begins(q);
-  tracker.HandleMessages(q);
-  EXPECT_EQ(tracker.Statuses()[0].phase, Ended);
-  EXPECT_FALSE(tracker.IsRunning());
-  EXPECT_EQ(tracker.Current(), 1u);
-  EXPECT_EQ(tracker.Statuses()[1].phase, StartAnnounced);  // same batch, applied all the same
+  MasterTracker rejected;
+  rejected.Statuses() = {Configuration(), Write(0, true)};
+  rejected.Start();
+  rejected.HandleMessages(Reports("s31 B"));
+  EXPECT_EQ(rejected.Statuses()[0].phase, Ended);
+  EXPECT_FALSE(rejected.IsRunning());
+  EXPECT_EQ(rejected.Statuses()[1].phase, StartAnnounced);  // the rest of the batch is applied all the same
 }
 
 TEST(MasterTracker, WriteThatIsNotLastFinishesAtItsLastAcknowledge) {
   MasterTracker tracker = Tracking({Configuration(), Write(3, false), Write(0, true)});
-  MessageQueue q = MessageStart(0xA0, true);
-  ByteWithAck(q, 0x01, true);
-  ByteBits(q, 0x02);
-  tracker.HandleMessages(q);
-  EXPECT_EQ(tracker.Current(), 1u);
+  tracker.HandleMessages(Reports("B S 0xA0+ 0x01+ 0x02"));
   EXPECT_EQ(tracker.Statuses()[1].count, 2u);
   EXPECT_EQ(tracker.Statuses()[1].phase, DataSent);
-
-  tracker.HandleMessages(MessageQueue{Bit(0)});
+  tracker.HandleMessages(Reports("b0"));
   EXPECT_EQ(tracker.Statuses()[1].count, 3u);
   EXPECT_EQ(tracker.Statuses()[1].kind, kKindFinished);
   EXPECT_EQ(tracker.Current(), 2u);
-
-  MessageQueue next = MessageStart(0xA1, true);  // repeated START for the next message
-  tracker.HandleMessages(next);
+  tracker.HandleMessages(Reports("B S 0xA1+"));  // repeated START of the next message
   EXPECT_EQ(tracker.Statuses()[2].phase, Acked);
   EXPECT_EQ(tracker.Statuses()[2].count, 1u);
 }
 
-TEST(MasterTracker, LastWriteWithUnacknowledgedAddressEndsAtStop) {
-  MasterTracker tracker = Tracking({Configuration(), Write(0, true)});
-  MessageQueue q = MessageStart(0xA0, false);
-  tracker.HandleMessages(q);
+TEST(MasterTracker, UnacknowledgedAddressOrDataWaitsForTheStop) {
+  MasterTracker tracker = OneWrite();
+  tracker.HandleMessages(Reports("B S 0xA0-"));
   EXPECT_EQ(tracker.Statuses()[1].phase, Nacked);
-  EXPECT_EQ(tracker.Statuses()[1].kind, kKindWrite);
-
-  MessageQueue stop;
-  Stop(stop);
-  tracker.HandleMessages(stop);
+  tracker.HandleMessages(Reports("P"));
   EXPECT_EQ(tracker.Statuses()[1].phase, Stopped);
   EXPECT_EQ(tracker.Statuses()[1].count, 0u);
-  EXPECT_EQ(tracker.Statuses()[1].kind, kKindFinished);
   EXPECT_FALSE(tracker.IsRunning());
-}
 
-TEST(MasterTracker, WriteDataNackIsNotCountedButAReadsLastByteIs) {
   std::vector<std::uint8_t> received;
-  MasterTracker tracker = Tracking({Configuration(), Write(4, false), Read(&received, 0, true)});
-  MessageQueue q = MessageStart(0xA0, true);
-  ByteWithAck(q, 0x10, true);
-  ByteWithAck(q, 0x11, false);
-  tracker.HandleMessages(q);
-  EXPECT_EQ(tracker.Statuses()[1].count, 2u);
-  EXPECT_EQ(tracker.Statuses()[1].phase, Nacked);
-  EXPECT_EQ(tracker.Current(), 1u);  // incomplete: still waits for its STOP
-  MessageQueue stop;
-  Stop(stop);
-  tracker.HandleMessages(stop);
-  EXPECT_EQ(tracker.Statuses()[1].phase, Stopped);
-  EXPECT_EQ(tracker.Current(), 2u);
-  EXPECT_TRUE(tracker.IsRunning());  // the read entry never starts
+  MasterTracker first = Tracking({Configuration(), Write(4, false), Read(&received, 0, true)});
+  first.HandleMessages(Reports("B S 0xA0+ 0x10+ 0x11-"));
+  EXPECT_EQ(first.Statuses()[1].count, 2u) << "a NACKed data byte of a write is not counted";
+  EXPECT_EQ(first.Current(), 1u);
+  first.HandleMessages(Reports("P"));
+  EXPECT_EQ(first.Statuses()[1].phase, Stopped);
+  EXPECT_EQ(first.Current(), 2u);
+  EXPECT_TRUE(first.IsRunning());  // the read never starts
 }
 
 TEST(MasterTracker, ReadCollectsBytesAndCountsTheUnacknowledgedLastOne) {
   std::vector<std::uint8_t> received;
   MasterTracker tracker = Tracking({Configuration(), Read(&received, 0, true)});
-  MessageQueue q = MessageStart(0xA1, true);
-  ByteWithAck(q, 0x12, true);
-  ByteWithAck(q, 0x34, true);
-  ByteWithAck(q, 0x56, false);
-  Stop(q);
-  tracker.HandleMessages(q);
+  tracker.HandleMessages(Reports("B S 0xA1+ 0x12+ 0x34+ 0x56- P"));
   EXPECT_EQ(received, (std::vector<std::uint8_t>{0x12, 0x34, 0x56}));
   EXPECT_EQ(tracker.Statuses()[1].count, 4u);
   EXPECT_EQ(tracker.Statuses()[1].phase, Stopped);
   EXPECT_FALSE(tracker.IsRunning());
+
+  MasterTracker notLast = Tracking({Configuration(), Read(&received, 3, false), Write(0, true)});
+  notLast.HandleMessages(Reports("B S 0xA1+ 0x01+ 0x02-"));
+  EXPECT_EQ(notLast.Statuses()[1].kind, kKindFinished);
+  EXPECT_EQ(notLast.Current(), 2u);
 }
 
-TEST(MasterTracker, ReadThatIsNotLastFinishesWhenAllBytesAreCounted) {
-  std::vector<std::uint8_t> received;
-  MasterTracker tracker = Tracking({Configuration(), Read(&received, 3, false), Write(0, true)});
-  MessageQueue q = MessageStart(0xA1, true);
-  ByteWithAck(q, 0x01, true);
-  ByteWithAck(q, 0x02, false);
-  tracker.HandleMessages(q);
-  EXPECT_EQ(tracker.Statuses()[1].kind, kKindFinished);
-  EXPECT_EQ(tracker.Current(), 2u);
-}
-
-TEST(MasterTracker, HighSpeedMasterCodeThenRepeatedStart) {
-  MasterTracker tracker = Tracking({Configuration(), Write(0, true)});
-  MessageQueue q = MessageStart(0x08, false);
-  tracker.HandleMessages(q);
+TEST(MasterTracker, HighSpeedMasterCode) {
+  MasterTracker tracker = OneWrite();
+  tracker.HandleMessages(Reports("B S 0x08-"));
   EXPECT_EQ(tracker.Statuses()[1].phase, MasterCodeNacked);
-  q = MessageStart(0xA0, true);
-  ByteWithAck(q, 0x77, true);
-  Stop(q);
-  tracker.HandleMessages(q);
+  tracker.HandleMessages(Reports("B S 0xA0+ 0x77+ P"));
   EXPECT_EQ(tracker.Statuses()[1].phase, Stopped);
   EXPECT_EQ(tracker.Statuses()[1].count, 2u);
+
+  MasterTracker acknowledged = OneWrite();
+  acknowledged.HandleMessages(Reports("B S 0x08+"));
+  EXPECT_EQ(acknowledged.Statuses()[1].phase, MasterCode);
+  EXPECT_FALSE(acknowledged.IsRunning());
 }
 
-TEST(MasterTracker, AcknowledgedMasterCodeFinishesTheEntry) {
-  MasterTracker tracker = Tracking({Configuration(), Write(0, true)});
-  MessageQueue q = MessageStart(0x08, true);
-  tracker.HandleMessages(q);
-  EXPECT_EQ(tracker.Statuses()[1].phase, MasterCode);
-  EXPECT_EQ(tracker.Statuses()[1].kind, kKindFinished);
-  EXPECT_FALSE(tracker.IsRunning());
-}
-
-TEST(MasterTracker, ArbitrationLostEndsTheEntryInAnyPhase) {
-  for (std::size_t prefix : {0u, 1u, 2u, 11u}) {  // nothing, 22, 22 START, address byte
-    MasterTracker tracker = Tracking({Configuration(), Write(5, false), Write(0, true)});
-    MessageQueue all = MessageStart(0xA0, true);
-    MessageQueue q(all.begin(), all.begin() + static_cast<long>(prefix));
-    q.push_back(Status(32));
-    tracker.HandleMessages(q);
-    EXPECT_EQ(tracker.Statuses()[1].phase, Ended) << prefix;
-    EXPECT_EQ(tracker.Statuses()[1].result, kResultArbitrationLost) << prefix;
-    EXPECT_FALSE(tracker.IsRunning()) << prefix;
-  }
-}
-
-TEST(MasterTracker, VccBelowOneVoltEndsAMessageThatHasBegun) {
-  MasterTracker tracker = Tracking({Configuration(), Write(0, true)});
-  tracker.HandleMessages(MessageQueue{Vcc(999)});  // entry still waiting: no effect
-  EXPECT_EQ(tracker.Statuses()[1].phase, Waiting);
-  MessageQueue q;
-  Begins(q);
-  q.push_back(Vcc(1000));
-  tracker.HandleMessages(q);
-  EXPECT_EQ(tracker.Statuses()[1].phase, StartAnnounced);
-  tracker.HandleMessages(MessageQueue{Vcc(999)});
-  EXPECT_EQ(tracker.Statuses()[1].phase, Ended);
-  EXPECT_EQ(tracker.Statuses()[1].result, kResultVccTooLow);
-  EXPECT_FALSE(tracker.IsRunning());
-}
-
-TEST(MasterTracker, ProtocolErrorAndTimeoutRecordTheirResult) {
+TEST(MasterTracker, BusFailuresEndTheEntryWithTheirResult) {
   struct Case {
-    SchedulerMessage record;
+    const char* reports;
     std::uint32_t result;
   };
-  for (const Case& c : {Case{Record(8), kResultProtocolError}, Case{Status(36), kResultBusTimeout}}) {
-    MasterTracker tracker = Tracking({Configuration(), Write(0, true)});
-    MessageQueue q;
-    Begins(q);
-    q.push_back(c.record);
-    tracker.HandleMessages(q);
-    EXPECT_EQ(tracker.Statuses()[1].phase, Ended);
-    EXPECT_EQ(tracker.Statuses()[1].result, c.result);
-    EXPECT_FALSE(tracker.IsRunning());
+  const std::vector<Case> cases{
+      {"s32", kResultArbitrationLost},        {"B s32", kResultArbitrationLost},
+      {"B S s32", kResultArbitrationLost},    {"B S 0xA0+ s32", kResultArbitrationLost},
+      {"B r8", kResultProtocolError},         {"B s36", kResultBusTimeout},
+      {"v999 B v1000 v999", kResultVccTooLow},  // the first 999 comes before the message began
+  };
+  for (const Case& c : cases) {
+    MasterTracker tracker = Tracking({Configuration(), Write(5, false), Write(0, true)});
+    tracker.HandleMessages(Reports(c.reports));
+    EXPECT_EQ(tracker.Statuses()[1].phase, Ended) << c.reports;
+    EXPECT_EQ(tracker.Statuses()[1].result, c.result) << c.reports;
+    EXPECT_FALSE(tracker.IsRunning()) << c.reports;
   }
-  MasterTracker waiting = Tracking({Configuration(), Write(0, true)});
-  waiting.HandleMessages(MessageQueue{Record(8)});  // before the message began: nothing
-  EXPECT_EQ(waiting.Statuses()[1].phase, Waiting);
+  for (const char* harmless : {"v999", "r8", "B v1000"}) {
+    MasterTracker tracker = OneWrite();
+    tracker.HandleMessages(Reports(harmless));
+    EXPECT_LT(tracker.Statuses()[1].phase, Ended) << harmless;
+    EXPECT_TRUE(tracker.IsRunning()) << harmless;
+  }
 }
 
 TEST(MasterTracker, SchedulerEndsOnlyTheMatchingKind) {
-  std::vector<std::uint8_t> received;
-  MasterTracker write = Tracking({Configuration(), Write(0, true)});
-  write.HandleMessages(MessageQueue{Status(35)});
+  MasterTracker write = OneWrite();
+  write.HandleMessages(Reports("s34 s77"));  // no effect
+  EXPECT_EQ(write.Statuses()[1].kind, kKindWrite);
+  write.HandleMessages(Reports("s35"));
   EXPECT_EQ(write.Statuses()[1].phase, Unexpected);
   EXPECT_FALSE(write.IsRunning());  // the last entry finished
-
-  MasterTracker write33 = Tracking({Configuration(), Write(0, true)});
-  write33.HandleMessages(MessageQueue{Status(34), Status(77)});  // no effect
-  EXPECT_EQ(write33.Statuses()[1].kind, kKindWrite);
-  write33.HandleMessages(MessageQueue{Status(33)});
+  MasterTracker write33 = OneWrite();
+  write33.HandleMessages(Reports("s33"));
   EXPECT_EQ(write33.Statuses()[1].phase, Ended);
 
+  std::vector<std::uint8_t> received;
   MasterTracker read = Tracking({Configuration(), Read(&received, 0, false), Write(0, true)});
-  read.HandleMessages(MessageQueue{Status(33)});
+  read.HandleMessages(Reports("s33"));
   EXPECT_EQ(read.Statuses()[1].phase, Unexpected);
   EXPECT_TRUE(read.IsRunning());  // unexpected ends only this entry
   EXPECT_EQ(read.Current(), 2u);
-
   MasterTracker read35 = Tracking({Configuration(), Read(&received, 0, true)});
-  read35.HandleMessages(MessageQueue{Status(35)});
+  read35.HandleMessages(Reports("s35"));
   EXPECT_EQ(read35.Statuses()[1].phase, Ended);
 }
 
 TEST(MasterTracker, OutOfSequenceEventsEndTheEntryAsUnexpected) {
   MasterTracker waiting = Tracking({Configuration(), Write(5, false), Write(0, true)});
-  waiting.ApplyEvent(Record(kEventStart));
-  waiting.ApplyEvent(Record(kEventStop));
-  waiting.ApplyEvent(Record(kEventAck));
+  for (std::uint32_t code : {kEventStart, kEventStop, kEventAck}) waiting.ApplyEvent(Record(code));
   EXPECT_EQ(waiting.Statuses()[1].phase, Waiting);  // before its 22 the entry ignores the bus
 
   struct Case {
+    const char* before;
     std::uint32_t code;
-    std::size_t prefix;  // records of 22, START, address byte, acknowledge applied first
   };
-  for (const Case& c : {Case{kEventStart, 11}, Case{22, 11}, Case{kEventStop, 2}, Case{kEventAck, 2},
-                        Case{kEventByte, 1}, Case{kEventNack, 1}}) {
+  for (const Case& c : {Case{"B S 0xA0+", kEventStart}, Case{"B S 0xA0+", 22}, Case{"B S", kEventStop},
+                        Case{"B S", kEventAck}, Case{"B", kEventByte}, Case{"B", kEventNack}}) {
     MasterTracker tracker = Tracking({Configuration(), Write(5, false), Write(0, true)});
-    MessageQueue all = MessageStart(0xA0, true);
-    tracker.HandleMessages(MessageQueue(all.begin(), all.begin() + static_cast<long>(c.prefix)));
+    tracker.HandleMessages(Reports(c.before));
     tracker.ApplyEvent(Record(c.code));
-    EXPECT_EQ(tracker.Statuses()[1].phase, Unexpected) << c.code;
+    EXPECT_EQ(tracker.Statuses()[1].phase, Unexpected) << c.before << " then " << c.code;
     EXPECT_EQ(tracker.Current(), 2u) << c.code;
     EXPECT_TRUE(tracker.IsRunning()) << c.code;
   }
@@ -282,24 +199,15 @@ TEST(MasterTracker, OutOfSequenceEventsEndTheEntryAsUnexpected) {
 
 TEST(MasterTracker, RecordsWhileNotRunningAreNeitherDecodedNorApplied) {
   MasterTracker tracker = Tracking({Write(0, true)});
-  MessageQueue q;
-  Begins(q);
-  Start(q);
-  tracker.HandleMessages(q);
+  tracker.HandleMessages(Reports("B S"));
   ASSERT_EQ(tracker.Statuses()[0].phase, Started);
-
   tracker.Stop();
-  MessageQueue ignored{Status(32)};
-  Stop(ignored);  // would end the frame if the decoder saw it
-  tracker.HandleMessages(ignored);
+  tracker.HandleMessages(Reports("s32 P"));  // the STOP would end the frame if the decoder saw it
   EXPECT_EQ(tracker.Statuses()[0].result, kResultNoError);
   EXPECT_EQ(tracker.Statuses()[0].phase, Started);
-
   tracker.Start();
-  MessageQueue bits;
-  ByteWithAck(bits, 0xA0, true);
-  tracker.HandleMessages(bits);
-  EXPECT_EQ(tracker.Statuses()[0].phase, Acked);  // still in the frame: the STOP was never decoded
+  tracker.HandleMessages(Reports("0xA0+"));
+  EXPECT_EQ(tracker.Statuses()[0].phase, Acked);
 }
 
 }  // namespace

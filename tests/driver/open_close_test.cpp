@@ -54,19 +54,18 @@ std::string SchedulerVersionText(const std::string& version) {
 // lines after its own mark.
 class SimRecord {
  public:
-  SimRecord() : mark_(ReadLines().size()) {}
+  SimRecord() : mark_(AllLines().size()) {}
 
   static bool Available() { return std::getenv("I2CZAVIK_SIM_RECORD") != nullptr; }
 
   std::vector<std::string> Lines() const {
-    std::vector<std::string> all = ReadLines();
+    const std::vector<std::string> all = AllLines();
     return std::vector<std::string>(all.begin() + static_cast<std::ptrdiff_t>(std::min(mark_, all.size())), all.end());
   }
 
   int Count(const std::string& kind) const {
     int n = 0;
-    for (const std::string& line : Lines())
-      if (line.compare(0, kind.size() + 1, kind + " ") == 0) ++n;
+    for (const std::string& line : Lines()) n += line.compare(0, kind.size() + 1, kind + " ") == 0;
     return n;
   }
 
@@ -84,19 +83,15 @@ class SimRecord {
 
   // The simulator logs a disconnect when it notices it; give it a moment.
   bool WaitForCount(const std::string& kind, int n) const {
-    for (int i = 0; i < 100; ++i) {
-      if (Count(kind) >= n) return true;
-      std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
-    return false;
+    for (int i = 0; i < 100 && Count(kind) < n; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    return Count(kind) >= n;
   }
 
  private:
-  static std::vector<std::string> ReadLines() {
+  static std::vector<std::string> AllLines() {
     std::vector<std::string> lines;
     const char* path = std::getenv("I2CZAVIK_SIM_RECORD");
-    if (path == nullptr) return lines;
-    std::ifstream in(path);
+    std::ifstream in(path == nullptr ? "" : path);
     for (std::string line; std::getline(in, line);)
       if (!line.empty()) lines.push_back(line);
     return lines;
