@@ -8,20 +8,18 @@
 namespace zavik::I2cSim {
 namespace {
 
-using SimTest::FakeClock;
+using Bytes = std::vector<std::uint8_t>;
 
 // Drives one write message as the bus engine would; returns the acks.
-std::vector<bool> WriteMessage(I2cDevice& device, std::initializer_list<std::uint8_t> bytes, bool stop = true) {
+std::vector<bool> WriteMessage(I2cDevice& device, const Bytes& bytes, bool stop = true) {
   std::vector<bool> acks{device.Select(false)};
-  if (acks[0]) {
-    for (std::uint8_t byte : bytes) acks.push_back(device.Write(byte));
-  }
+  for (std::size_t i = 0; acks[0] && i < bytes.size(); ++i) acks.push_back(device.Write(bytes[i]));
   device.Release(stop);
   return acks;
 }
 
-std::vector<std::uint8_t> ReadMessage(I2cDevice& device, int count) {
-  std::vector<std::uint8_t> bytes;
+Bytes ReadMessage(I2cDevice& device, int count) {
+  Bytes bytes;
   if (!device.Select(true)) return bytes;
   for (int i = 0; i < count; ++i) bytes.push_back(device.Read());
   device.Release(true);
@@ -30,53 +28,41 @@ std::vector<std::uint8_t> ReadMessage(I2cDevice& device, int count) {
 
 class EepromTest : public ::testing::Test {
  protected:
-  FakeClock clock;
-  Eeprom small{EepromConfig{1, 256, 8, 0}, clock};      // 24C02 style
+  Bytes Memory(const Eeprom& eeprom, std::uint32_t from, std::uint32_t count) {
+    Bytes out;
+    for (std::uint32_t i = 0; i < count; ++i) out.push_back(eeprom.At(from + i));
+    return out;
+  }
+
+  SimTest::FakeClock clock;
+  Eeprom small{EepromConfig{1, 256, 8, 0}, clock};        // 24C02 style, 8-byte pages
   Eeprom large{EepromConfig{2, 65536, 64, 5000}, clock};  // 24C32 style, 5 ms write cycle
 };
 
-TEST_F(EepromTest, PageWriteWrapsInsideItsPage) {
-  WriteMessage(small, {0x06, 1, 2, 3, 4});
-  EXPECT_EQ(small.At(0x06), 1);
-  EXPECT_EQ(small.At(0x07), 2);
-  EXPECT_EQ(small.At(0x00), 3);  // wrapped to the page start, not into page 1
-  EXPECT_EQ(small.At(0x01), 4);
-  EXPECT_EQ(small.At(0x08), 0xFF);
+TEST_F(EepromTest, PageWritesWrapInsideTheirPage) {
+  WriteMessage(small, {0x06, 1, 2, 3, 4});  // wraps to the page start, not into page 1
+  EXPECT_EQ(Memory(small, 0, 9), (Bytes{3, 4, 0xFF, 0xFF, 0xFF, 0xFF, 1, 2, 0xFF}));
   EXPECT_EQ(small.Pointer(), 0x02u);
-}
-
-TEST_F(EepromTest, MoreThanAPageKeepsTheLastBytesWritten) {
-  // 10 bytes into an 8-byte page from offset 0: bytes 9 and 10 overwrite 1 and 2.
+  // 10 bytes into one page: bytes 9 and 10 overwrite 1 and 2.
   WriteMessage(small, {0x10, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10});
-  EXPECT_EQ(small.At(0x10), 9);
-  EXPECT_EQ(small.At(0x11), 10);
-  EXPECT_EQ(small.At(0x12), 3);
-  EXPECT_EQ(small.At(0x17), 8);
-  EXPECT_EQ(small.At(0x18), 0xFF);
+  EXPECT_EQ(Memory(small, 0x10, 9), (Bytes{9, 10, 3, 4, 5, 6, 7, 8, 0xFF}));
+  // A repeated START after data aborts the write.
+  WriteMessage(small, {0x20, 0x55}, /*stop=*/false);
+  EXPECT_EQ(small.At(0x20), 0xFF);
 }
 
-TEST_F(EepromTest, SequentialReadWrapsAroundTheWholeMemory) {
+TEST_F(EepromTest, PointerRulesAndSequentialReadsWrappingTheWholeMemory) {
   WriteMessage(small, {0x00, 0xAA});
   WriteMessage(small, {0xFF, 0xBB});
   WriteMessage(small, {0xFF});  // word address only: sets the pointer
-  EXPECT_EQ(ReadMessage(small, 3), (std::vector<std::uint8_t>{0xBB, 0xAA, 0xFF}));
-}
-
-TEST_F(EepromTest, AddressOnlyWriteLeavesThePointer) {
+  EXPECT_EQ(ReadMessage(small, 3), (Bytes{0xBB, 0xAA, 0xFF}));
   WriteMessage(small, {0x40});
-  WriteMessage(small, {});
+  WriteMessage(small, {});  // address only: leaves it
   EXPECT_EQ(small.Pointer(), 0x40u);
   // A partial 2-byte word address does not move it either.
-  clock.now += 10000;
   WriteMessage(large, {0x12, 0x34});
   WriteMessage(large, {0x56});
   EXPECT_EQ(large.Pointer(), 0x1234u);
-}
-
-TEST_F(EepromTest, RepeatedStartAfterDataAbortsTheWrite) {
-  WriteMessage(small, {0x20, 0x55}, /*stop=*/false);
-  EXPECT_EQ(small.At(0x20), 0xFF);
-  EXPECT_EQ(small.Pointer(), 0x20u);
 }
 
 TEST_F(EepromTest, WriteCycleNacksTheAddressUntilItEnds) {
@@ -85,9 +71,8 @@ TEST_F(EepromTest, WriteCycleNacksTheAddressUntilItEnds) {
   clock.now += 4999;
   EXPECT_FALSE(large.Select(true));
   clock.now += 1;
-  // Setting the pointer alone starts no write cycle.
-  WriteMessage(large, {0x01, 0x00});
-  EXPECT_EQ(ReadMessage(large, 1), (std::vector<std::uint8_t>{0x42}));
+  WriteMessage(large, {0x01, 0x00});  // setting the pointer alone starts no write cycle
+  EXPECT_EQ(ReadMessage(large, 1), (Bytes{0x42}));
 }
 
 TEST(RegisterFileTest, AutoIncrementWrapsAndReadOnlyRegistersKeepTheirValue) {
@@ -96,58 +81,37 @@ TEST(RegisterFileTest, AutoIncrementWrapsAndReadOnlyRegistersKeepTheirValue) {
   config.readOnly = {1};
   config.contents = {0x10, 0x11};
   RegisterFile device(config);
-  EXPECT_EQ(WriteMessage(device, {0x03, 0xA3, 0xA0, 0xA1}), (std::vector<bool>{true, true, true, true, true}));
-  EXPECT_EQ(device.At(3), 0xA3);
-  EXPECT_EQ(device.At(0), 0xA0);
-  EXPECT_EQ(device.At(1), 0x11);  // read-only: acknowledged, unchanged
+  EXPECT_EQ(WriteMessage(device, {0x03, 0xA3, 0xA0, 0xA1}), (std::vector<bool>(5, true)));
   WriteMessage(device, {0x00});
-  EXPECT_EQ(ReadMessage(device, 5), (std::vector<std::uint8_t>{0xA0, 0x11, 0x00, 0xA3, 0xA0}));
-}
-
-TEST(RegisterFileTest, WithoutAutoIncrementThePointerStays) {
-  RegisterFileConfig config;
+  EXPECT_EQ(ReadMessage(device, 5), (Bytes{0xA0, 0x11, 0x00, 0xA3, 0xA0}));
+  // Without auto-increment the pointer stays.
   config.autoIncrement = false;
-  config.contents = {1, 2, 3};
-  RegisterFile device(config);
-  WriteMessage(device, {0x01});
-  EXPECT_EQ(ReadMessage(device, 3), (std::vector<std::uint8_t>{2, 2, 2}));
-  WriteMessage(device, {0x02, 7, 8});
-  EXPECT_EQ(device.At(2), 8);
-  EXPECT_EQ(device.At(3), 0);
-}
-
-TEST(RegisterFileTest, TwoByteRegisterAddressesAreBigEndian) {
-  RegisterFileConfig config;
+  RegisterFile fixed(config);
+  WriteMessage(fixed, {0x02, 7, 8});
+  EXPECT_EQ(ReadMessage(fixed, 2), (Bytes{8, 8}));
+  // Two-byte register addresses are big-endian.
   config.addressBytes = 2;
   config.size = 0x300;
-  RegisterFile device(config);
-  WriteMessage(device, {0x02, 0x10, 0x99});
-  EXPECT_EQ(device.At(0x210), 0x99);
-  EXPECT_EQ(device.Pointer(), 0x211u);
+  RegisterFile wide(config);
+  WriteMessage(wide, {0x02, 0x10, 0x99});
+  EXPECT_EQ(wide.At(0x210), 0x99);
 }
 
-TEST(TemperatureSensorTest, ReadingsAreNineBitLeftAlignedBigEndian) {
-  EXPECT_EQ(TemperatureSensor::Encode(25.5), 0x1980);
+TEST(TemperatureSensorTest, ReadingsAndRegisters) {
   EXPECT_EQ(TemperatureSensor::Encode(-25.0), 0xE700);
   EXPECT_EQ(TemperatureSensor::Encode(-0.5), 0xFF80);
   EXPECT_EQ(TemperatureSensor::Encode(125.0), 0x7D00);
   TemperatureSensor sensor(25.5);
   // The pointer powers up at the temperature register; reads repeat it.
-  EXPECT_EQ(ReadMessage(sensor, 3), (std::vector<std::uint8_t>{0x19, 0x80, 0x19}));
-  sensor.SetTemperature(-55.0);
-  EXPECT_EQ(ReadMessage(sensor, 2), (std::vector<std::uint8_t>{0xC9, 0x00}));
-}
-
-TEST(TemperatureSensorTest, PointerSelectsRegistersThatKeepOnlyValidBits) {
-  TemperatureSensor sensor(20.0);
-  WriteMessage(sensor, {0x03, 0x55, 0xFF});  // over-temperature limit
+  EXPECT_EQ(ReadMessage(sensor, 3), (Bytes{0x19, 0x80, 0x19}));
+  WriteMessage(sensor, {0x03, 0x55, 0xFF});  // over-temperature limit keeps 9 bits
   EXPECT_EQ(sensor.RegisterValue(TemperatureSensor::kOverTemperature), 0x5580);
   WriteMessage(sensor, {0x00, 0x12, 0x34});  // temperature is read-only
-  EXPECT_EQ(sensor.RegisterValue(TemperatureSensor::kTemperature), TemperatureSensor::Encode(20.0));
+  EXPECT_EQ(ReadMessage(sensor, 2), (Bytes{0x19, 0x80}));
   WriteMessage(sensor, {0x01, 0x06});
-  EXPECT_EQ(ReadMessage(sensor, 2), (std::vector<std::uint8_t>{0x06, 0x06}));  // one-byte register
+  EXPECT_EQ(ReadMessage(sensor, 2), (Bytes{0x06, 0x06}));  // one-byte register
   WriteMessage(sensor, {0x02});
-  EXPECT_EQ(ReadMessage(sensor, 2), (std::vector<std::uint8_t>{0x4B, 0x00}));  // hysteresis 75
+  EXPECT_EQ(ReadMessage(sensor, 2), (Bytes{0x4B, 0x00}));  // hysteresis 75
 }
 
 }  // namespace

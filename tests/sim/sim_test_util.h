@@ -1,15 +1,19 @@
 #pragma once
-// Helpers shared by the simulator tests: a clock advanced by hand and a
-// compact rendering of bus reports that can be compared with sequences worked
-// out by hand.
+// Helpers shared by the simulator tests: a clock advanced by hand, request
+// records as the library sends them, and a compact rendering of what the
+// scheduler answers, to compare with sequences worked out by hand.
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "scheduler_link/scheduler_message.h"
 #include "sim/clock.h"
 
 namespace zavik::I2cSim::SimTest {
+
+using I2cScheduler::MessageQueue;
+using I2cScheduler::SchedulerMessage;
 
 class FakeClock : public Clock {
  public:
@@ -17,10 +21,27 @@ class FakeClock : public Clock {
   std::uint64_t now = 1000;
 };
 
+// 16/17 {address, count, last}.
+inline SchedulerMessage Header(std::uint32_t code, std::uint8_t address, std::uint32_t count, bool last) {
+  SchedulerMessage m = SchedulerMessage::WithCode(code);
+  m.SetByte(4, address);
+  m.SetU32At(5, count);
+  m.SetByte(9, last ? 1 : 0);
+  return m;
+}
+
+// 18 {count, bytes...}.
+inline SchedulerMessage Data(const std::vector<std::uint8_t>& bytes) {
+  SchedulerMessage m = SchedulerMessage::WithCode(18);
+  m.SetByte(4, static_cast<std::uint8_t>(bytes.size()));
+  for (std::size_t i = 0; i < bytes.size(); ++i) m.SetByte(5 + i, bytes[i]);
+  return m;
+}
+
 // Bits (code 7) print as 0/1, grouped nine at a time (eight bits and the
-// acknowledge bit); START "S", STOP "P", 22 "22", status "13{n}", Vcc
-// "24{mV}", any other code its number. Tokens are separated by spaces.
-inline std::string Render(const I2cScheduler::MessageQueue& reports) {
+// acknowledge bit); START "S", STOP "P", status "13{n}", Vcc "24{mV}", any
+// other code its number. Tokens are separated by spaces.
+inline std::string Render(const MessageQueue& reports) {
   std::string out;
   int bitsInGroup = 0;
   auto token = [&](const std::string& text) {

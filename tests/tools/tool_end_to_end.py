@@ -71,8 +71,10 @@ def scan_default():
 
 def scan_read_probe():
     # A type 3 board refuses address-only writes; the slave at the first
-    # probed address (0x08) and the one at the last (0x77) must still show.
+    # probed address (0x08) and the one at the last (0x77) must still show,
+    # and so must one that acknowledges but delivers no byte (0x2a).
     rows = ["            RR RR RR RR 08 -- -- -- -- -- -- --"] + [ROW_EMPTY] * 7
+    rows[2] = "-- -- -- -- -- -- -- -- -- -- 2a -- -- -- -- --"
     rows[3] = "-- -- -- -- -- -- -- -- -- -- -- -- 3c -- -- --"
     rows[7] = "-- -- -- -- -- -- -- 77 RR RR RR RR"
     expect(["scan"], 0, grid(rows) + LEGEND + "\n" + READ_PROBE_NOTE + "\n")
@@ -83,9 +85,11 @@ def scan_read_probe():
 
 
 def scan_failure():
-    expect(["scan"], 1, "", library_error(
-        "The master module of the I2C board has lost the bus arbitration. At the moment the I2C bus is used "
-        "by an other master."))
+    # A failure other than silence ends the scan, and a dump at its first
+    # chunk, with nothing printed.
+    arbitration = library_error("The master module of the I2C board has lost the bus arbitration.")
+    expect(["scan"], 1, "", arbitration)
+    expect(["dump", "0x30"], 1, "", arbitration)
 
 
 def registers():
