@@ -1,24 +1,30 @@
-// The platform channel against an in-process peer on a loopback port.
+// The platform channel and endpoint selector against a peer on a loopback port.
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
+#include <cstdio>
 #include <vector>
 
-#include "loopback_link.h"
-#include "test_peer.h"
+#include "loopback_peer.h"
 
 namespace zavik::I2cScheduler {
 namespace {
 
-using linktest::LoopbackLink;
-using linktest::PeerConnection;
-using linktest::TestPeer;
+using linktest::Loopback;
 
-std::vector<std::uint8_t> Pattern(std::size_t count, std::size_t offset = 0) {
+std::vector<std::uint8_t> Pattern(std::size_t count) {
   std::vector<std::uint8_t> bytes(count);
-  for (std::size_t i = 0; i < count; ++i) bytes[i] = static_cast<std::uint8_t>((offset + i) % 251);
+  for (std::size_t i = 0; i < count; ++i) bytes[i] = static_cast<std::uint8_t>(i % 251);
   return bytes;
+}
+
+// Milliseconds one wait of the link's selector took; it must answer as expected.
+double TimedWait(Loopback& link, std::int32_t microseconds, bool expected = true) {
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(link.selector->Wait(microseconds), expected) << "waiting " << microseconds << " us";
+  return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
 }
 
 std::vector<std::uint8_t> Flatten(const MessageQueue& messages) {
@@ -27,83 +33,32 @@ std::vector<std::uint8_t> Flatten(const MessageQueue& messages) {
   return bytes;
 }
 
-TEST(SocketChannel, WithoutListenerIsClosedAndHasNothingToWaitOn) {
-  linktest::UnlistenedPort port;
-  LoopbackLink link(port.Port());
+TEST(SocketChannel, WithoutListenerIsClosedAndNothingIsLeftToWaitOn) {
+  Loopback link(false);
   EXPECT_FALSE(link.channel->IsOpen());
   EXPECT_FALSE(link.channel->ServiceRead());
-  EXPECT_FALSE(link.channel->ServiceWrite());
-  MessageQueue send{SchedulerMessage::WithCode(1)};
-  EXPECT_FALSE(link.channel->SendMessages(send));
-  std::uint8_t byte = 0;
-  EXPECT_EQ(link.channel->Read(&byte, 1), -1);
-  EXPECT_EQ(link.channel->Write(&byte, 1), -1);
-  const auto start = linktest::Clock::now();
-  EXPECT_FALSE(link.selector->Wait(1000000));
-  EXPECT_LT(linktest::MillisecondsSince(start), 500.0);
+  EXPECT_LT(TimedWait(link, 1000000, false), 500.0);
 }
 
-TEST(SocketChannel, MessagesWrittenByteByByteArriveWhole) {
-  const std::vector<std::uint8_t> wire = Pattern(3 * kMessageSize);
-  TestPeer peer([&](PeerConnection& c) {
-    c.SendByteByByte(wire.data(), wire.size());
-    c.AwaitClientClose();
-  });
-  LoopbackLink link(peer.Port());
-  ASSERT_TRUE(link.channel->IsOpen());
-  MessageQueue in;
-  std::size_t partial = 0;
-  ASSERT_TRUE(link.PumpUntil([&] {
-    link.channel->ReceiveMessages(in);
-    partial += link.Core().ReceiveQueueSize() != 0;
-    return in.size() == 3;
-  }));
-  EXPECT_EQ(Flatten(in), wire);
-  EXPECT_GT(partial, 0u) << "the peer's bytes never arrived split";
-}
-
-TEST(SocketChannel, PeerCloseKeepsReceivedMessagesAndDropsUnsentBytes) {
-  const std::vector<std::uint8_t> wire = Pattern(2 * kMessageSize);
-  TestPeer peer([&](PeerConnection& c) {
-    c.Send(wire.data(), wire.size());
-    c.Close();
-  });
-  LoopbackLink link(peer.Port());
-  const std::uint8_t unsent[5] = {};
-  ASSERT_EQ(link.channel->Write(unsent, 5), 5);
-  // Only reads are serviced, so the five bytes are still queued at the close.
-  EXPECT_FALSE(link.PumpUntil([] { return false; }, false));
-  EXPECT_FALSE(link.channel->IsOpen());
-  EXPECT_TRUE(link.channel->SendQueueEmpty());
-  EXPECT_FALSE(link.channel->ServiceRead());
-  EXPECT_FALSE(link.channel->ServiceWrite());
-
-  MessageQueue in;
-  EXPECT_TRUE(link.channel->ReceiveMessages(in));
-  EXPECT_EQ(Flatten(in), wire);
-  EXPECT_FALSE(link.channel->ReceiveMessages(in));
-  std::uint8_t byte;
-  EXPECT_EQ(link.channel->Read(&byte, 1), -1);
-}
-
-TEST(SocketChannel, SendsMessagesAndBulkBytesInOrder) {
+// Messages and a bulk far above the send limit go out in order; the peer
+// judges them, then echoes the messages in one-byte segments, which must
+// come back whole.
+TEST(SocketChannel, RoundTripKeepsOrderAndReassemblesByteByByteWrites) {
   constexpr std::size_t kBulk = 400000;
-  std::atomic<bool> messagesOk{false}, bulkOk{false};
-  TestPeer peer([&](PeerConnection& c) {
-    std::vector<std::uint8_t> got(3 * kMessageSize);
-    messagesOk = c.Receive(got.data(), got.size()) && got[0] == 100 && got[13] == 101 && got[26] == 102;
-    std::vector<std::uint8_t> bulk(kBulk);
-    bulkOk = c.Receive(bulk.data(), bulk.size()) && bulk == Pattern(kBulk);
-    c.Send(got.data(), got.size());
-    c.AwaitClientClose();
+  const std::vector<std::uint8_t> wire = Pattern(3 * kMessageSize), bulk = Pattern(kBulk);
+  std::atomic<bool> received{false};
+  Loopback link;
+  link.Run([&] {
+    std::vector<std::uint8_t> got(wire.size() + kBulk);
+    received = link.Receive(got.data(), got.size()) && std::equal(wire.begin(), wire.end(), got.begin()) &&
+               std::equal(bulk.begin(), bulk.end(), got.begin() + wire.size());
+    link.Send(wire.data(), wire.size(), true);
   });
-  LoopbackLink link(peer.Port());
-  MessageQueue send;
-  for (std::uint32_t code = 100; code < 103; ++code) send.push_back(SchedulerMessage::WithCode(code));
+  MessageQueue send(3);
+  for (std::size_t i = 0; i < 3; ++i) std::copy_n(wire.data() + i * kMessageSize, kMessageSize, send[i].bytes);
   ASSERT_TRUE(link.channel->SendMessages(send));
 
-  const std::vector<std::uint8_t> bulk = Pattern(kBulk);
-  std::size_t queued = 0;
+  std::size_t queued = 0, partial = 0;
   MessageQueue echo;
   ASSERT_TRUE(link.PumpUntil([&] {
     // Feed the bulk in the pieces Write accepts; it refuses above its limit.
@@ -114,42 +69,46 @@ TEST(SocketChannel, SendsMessagesAndBulkBytesInOrder) {
       queued += static_cast<std::size_t>(n);
     }
     link.channel->ReceiveMessages(echo);
+    partial += link.Core().ReceiveQueueSize() != 0;
     return echo.size() == 3;
   }));
-  // The peer judged what it received before echoing.
-  EXPECT_TRUE(messagesOk);
-  EXPECT_TRUE(bulkOk);
-  EXPECT_EQ(echo[2].Code(), 102u);
+  EXPECT_TRUE(received);
+  EXPECT_EQ(Flatten(echo), wire);
+  EXPECT_GT(partial, 0u) << "the peer's bytes never arrived split";
   EXPECT_TRUE(link.channel->SendQueueEmpty());
 }
 
-TEST(SocketChannel, WriteLimitHoldsOnAnOpenSocket) {
-  TestPeer peer([](PeerConnection& c) { c.AwaitClientClose(); });
-  LoopbackLink link(peer.Port());
-  ASSERT_TRUE(link.channel->IsOpen());
+TEST(SocketChannel, PeerCloseKeepsReceivedMessagesAndDropsUnsentBytes) {
+  const std::vector<std::uint8_t> wire = Pattern(2 * kMessageSize);
+  Loopback link;
+  ASSERT_TRUE(link.Send(wire.data(), wire.size()));
+  link.ClosePeer();
+  // Only reads are serviced, so everything written stays queued until the close.
   const std::vector<std::uint8_t> bytes(kSendLimit);
   ASSERT_EQ(link.channel->Write(bytes.data(), static_cast<std::int32_t>(kSendLimit)), 150000);
-  EXPECT_TRUE(link.channel->SendQueueHigh());
   EXPECT_EQ(link.channel->Write(bytes.data(), 1), 1);
   EXPECT_EQ(link.channel->Write(bytes.data(), 1), 0);
+  EXPECT_FALSE(link.PumpUntil([] { return false; }, false));
+  EXPECT_FALSE(link.channel->IsOpen());
+  EXPECT_TRUE(link.channel->SendQueueEmpty());
+  EXPECT_FALSE(link.channel->ServiceRead());
+
+  MessageQueue in;
+  EXPECT_TRUE(link.channel->ReceiveMessages(in));
+  EXPECT_EQ(Flatten(in), wire);
 }
 
 TEST(SocketChannel, ReadingPausesAboveAMillionUnreadBytesUntilDrained) {
   constexpr std::size_t kTotal = 1300000;
   const std::vector<std::uint8_t> stream = Pattern(kTotal);
-  TestPeer peer([&](PeerConnection& c) {
-    c.Send(stream.data(), stream.size());
-    c.AwaitClientClose();
-  });
-  LoopbackLink link(peer.Port());
+  Loopback link;
+  link.Run([&] { link.Send(stream.data(), stream.size()); });
   CIpcBase& core = link.Core();
   ASSERT_TRUE(link.PumpUntil([&] { return core.ReceiveQueueSize() > kReadPauseLevel; }));
 
   const std::size_t paused = core.ReceiveQueueSize();
   ASSERT_LT(paused, kTotal) << "the whole stream fitted into one read";
-  const auto start = linktest::Clock::now();
-  EXPECT_TRUE(link.selector->Wait(300000));
-  EXPECT_GE(linktest::MillisecondsSince(start), 250.0) << "the wait spun while reading was paused";
+  EXPECT_GE(TimedWait(link, 300000), 250.0) << "the wait spun while reading was paused";
   EXPECT_TRUE(link.channel->GetEndpoint()->readIdle);
   EXPECT_TRUE(link.channel->ServiceRead());
   EXPECT_EQ(core.ReceiveQueueSize(), paused);
@@ -162,6 +121,50 @@ TEST(SocketChannel, ReadingPausesAboveAMillionUnreadBytesUntilDrained) {
     return taken == kTotal;
   }));
   EXPECT_EQ(received, stream);
+}
+
+// A spinning wait would burn the whole second; a blocking one almost nothing.
+// The CPU bound is generous because other processes share the machine.
+TEST(EndpointSelector, TimeOutIsInMicrosecondsTruncatedAndAnIdleWaitDoesNotSpin) {
+  Loopback link;
+  ASSERT_TRUE(link.channel->ServiceRead());
+  EXPECT_LT(TimedWait(link, 999), 500.0);
+
+  const double cpuBefore = linktest::ProcessCpuSeconds();
+  EXPECT_GE(TimedWait(link, 1000000), 900.0);
+  const double cpuMilliseconds = (linktest::ProcessCpuSeconds() - cpuBefore) * 1000;
+  EXPECT_LT(cpuMilliseconds, 50.0);
+  std::printf("CPU time of a 1 s idle wait: %.2f ms\n", cpuMilliseconds);
+  EXPECT_TRUE(link.channel->GetEndpoint()->readIdle);
+  EXPECT_TRUE(link.channel->GetEndpoint()->writeIdle);
+
+  link.selector->Clear();
+  EXPECT_LT(TimedWait(link, 1000000, false), 500.0);
+}
+
+TEST(EndpointSelector, ArrivalEndsTheWaitAndStaysSignalledUntilCollected) {
+  const SchedulerMessage message = SchedulerMessage::WithCode(13);
+  Loopback link;
+  Endpoint& endpoint = *link.channel->GetEndpoint();
+  ASSERT_TRUE(link.channel->ServiceRead());
+  link.Run([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    link.Send(message.bytes, kMessageSize);
+  });
+
+  EXPECT_LT(TimedWait(link, 5000000), 3000.0);
+  EXPECT_FALSE(endpoint.readIdle);
+  EXPECT_TRUE(endpoint.writeIdle);
+  EXPECT_LT(TimedWait(link, 5000000), 1000.0) << "an uncollected read no longer ends the wait";
+
+  MessageQueue in;
+  ASSERT_TRUE(link.channel->ServiceRead());
+  link.channel->ReceiveMessages(in);
+  ASSERT_EQ(in.size(), 1u);
+  EXPECT_EQ(in[0].Code(), 13u);
+  ASSERT_TRUE(link.channel->ServiceRead());
+  EXPECT_GE(TimedWait(link, 200000), 150.0);
+  EXPECT_TRUE(endpoint.readIdle);
 }
 
 }  // namespace
