@@ -12,6 +12,7 @@
 #include "api/exceptions.h"
 #include "api/master_message.h"
 #include "api/master_module.h"
+#include "driver/board_selection.h"
 #include "driver/device_context_registry.h"
 #include "driver/outcome.h"
 #include "i2czavik.h"
@@ -32,7 +33,6 @@ using I2cApi::Cpp::MasterMessageList;
 constexpr std::uint32_t kHighestStandardBitrate = 400000;
 constexpr std::int32_t kCapsSize = static_cast<std::int32_t>(sizeof(I2cHardwareCaps));
 constexpr std::int32_t kErrorTextLimit = 100;
-constexpr std::uint32_t kNoBoardType = 4;
 
 // A command's failure with its status and the text for the device.
 struct CommandFailure {
@@ -177,12 +177,6 @@ void CapsCommand(const DeviceIoBlock* request, DeviceIoBlock* result) {
   Succeed(result, *context);
 }
 
-const BoardInfo* FirstSuitableBoard(const std::vector<BoardInfo>& boards) {
-  const auto it = std::find_if(boards.begin(), boards.end(),
-                               [](const BoardInfo& b) { return b.boardType != kNoBoardType; });
-  return it == boards.end() ? nullptr : &*it;
-}
-
 void OpenCommand(DeviceIoBlock* result) {
   auto context = std::make_shared<DeviceIoContext>();
   result->context = RegisterDeviceContext(context);
@@ -191,9 +185,9 @@ void OpenCommand(DeviceIoBlock* result) {
     context->client->SetParallelPort(0, true);
     std::vector<BoardInfo> boards;
     context->client->EnumerateBoards(boards);
-    const BoardInfo* board = FirstSuitableBoard(boards);
+    const BoardInfo* board = FirstSelectableBoard(boards);
     if (board == nullptr) {
-      Fail(result, *context, I2CZAVIK_STATUS_OPEN_FAILED, "No I2C board has been found.");
+      Fail(result, *context, I2CZAVIK_STATUS_OPEN_FAILED, kNoBoardFoundText);
       return;
     }
     context->client->OpenBoard(*board);

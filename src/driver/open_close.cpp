@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "api/board_client.h"
+#include "driver/board_selection.h"
 #include "driver/global_client.h"
 #include "driver/outcome.h"
 #include "i2czavik.h"
@@ -12,9 +13,6 @@
 namespace zavik::Driver {
 
 namespace {
-
-constexpr std::uint32_t kNeverChosenBoardType = 4;
-constexpr const char* kNoBoardText = "No I2C board has been found.";
 
 // The old client goes first (its destructor closes its board and socket), so
 // at most one global client ever exists and the pointer is empty while the
@@ -26,13 +24,6 @@ void ReplaceGlobalClient() {
   SetGlobalClient(new I2cApi::CBoardClient());
 }
 
-const I2cApi::BoardInfo* FirstUsableBoard(const std::vector<I2cApi::BoardInfo>& boards) {
-  for (const I2cApi::BoardInfo& board : boards) {
-    if (board.boardType != kNeverChosenBoardType) return &board;
-  }
-  return nullptr;
-}
-
 // False when the list holds no usable board; the new client stays global.
 // No parallel-port command here: only the DeviceIo open enables a port.
 bool OpenFirstUsableBoard() {
@@ -40,7 +31,7 @@ bool OpenFirstUsableBoard() {
   I2cApi::CBoardClient& client = RequireGlobalClient();
   std::vector<I2cApi::BoardInfo> boards;
   client.EnumerateBoards(boards);
-  const I2cApi::BoardInfo* chosen = FirstUsableBoard(boards);
+  const I2cApi::BoardInfo* chosen = FirstSelectableBoard(boards);
   if (chosen == nullptr) return false;
   client.OpenBoard(*chosen);
   return true;
@@ -62,7 +53,7 @@ extern "C" I2CZAVIK_API int I2CZAVIK_CDECL UrdOpen(void) {
   using namespace zavik::Driver;
   bool found = false;
   const int result = RunUrdExport([&found] { found = OpenFirstUsableBoard(); });
-  if (result == 1 && !found) return FailUrdExport(kNoBoardText);
+  if (result == 1 && !found) return FailUrdExport(kNoBoardFoundText);
   return result;
 }
 
