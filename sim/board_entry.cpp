@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "scheduler_link/message_codes.h"
+
 namespace zavik::I2cSim {
 
 namespace {
@@ -93,16 +95,16 @@ I2cScheduler::MessageQueue BoardListMessages(const std::vector<BoardInfo>& board
   for (const BoardInfo& board : boards) SerialiseBoardEntry(board, stream);
 
   I2cScheduler::MessageQueue messages;
-  SchedulerMessage begin = SchedulerMessage::WithCode(kBoardListBegin);
+  SchedulerMessage begin = SchedulerMessage::WithCode(I2cScheduler::FromScheduler::kBoardListBegin);
   begin.SetU32At(4, static_cast<std::uint32_t>(I2cApi::kBoardEntrySize));
   messages.push_back(begin);
   for (std::size_t offset = 0; offset < stream.size(); offset += 9) {
-    SchedulerMessage piece = SchedulerMessage::WithCode(kBoardListData);
+    SchedulerMessage piece = SchedulerMessage::WithCode(I2cScheduler::FromScheduler::kBoardListData);
     const std::size_t count = std::min<std::size_t>(9, stream.size() - offset);
     std::copy_n(stream.begin() + static_cast<std::ptrdiff_t>(offset), count, piece.bytes + 4);
     messages.push_back(piece);
   }
-  messages.push_back(SchedulerMessage::WithCode(kBoardListEnd));
+  messages.push_back(SchedulerMessage::WithCode(I2cScheduler::FromScheduler::kBoardListEnd));
   return messages;
 }
 

@@ -8,13 +8,10 @@
 #include <vector>
 
 #include "api/board_info.h"
+#include "scheduler_link/message_codes.h"
 #include "scheduler_link/scheduler_message.h"
 
 namespace zavik::I2cSim {
-
-constexpr std::uint32_t kBoardListBegin = 19;
-constexpr std::uint32_t kBoardListData = 20;
-constexpr std::uint32_t kBoardListEnd = 21;
 
 // Appends one entry of exactly kBoardEntrySize bytes to out.
 void SerialiseBoardEntry(const I2cApi::BoardInfo& board, std::vector<std::uint8_t>& out);

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "scheduler_link/message_codes.h"
+
 namespace zavik::I2cSim {
 
 using I2cScheduler::SchedulerMessage;
@@ -44,7 +46,7 @@ class BusEngine::Run_ {
     result_.reports.push_back(report);
   }
   void Status(std::uint32_t status) {
-    SchedulerMessage report = SchedulerMessage::WithCode(kCodeAck);
+    SchedulerMessage report = SchedulerMessage::WithCode(I2cScheduler::FromScheduler::kAcknowledgement);
     report.SetU32At(4, status);
     result_.reports.push_back(report);
   }
@@ -59,22 +61,22 @@ class BusEngine::Run_ {
   }
 
   void EmitBits(std::uint8_t byte, int count) {
-    for (int bit = 7; bit > 7 - count; --bit) Emit(kCodeBit, (byte >> bit) & 1);
+    for (int bit = 7; bit > 7 - count; --bit) Emit(I2cScheduler::FromScheduler::kBit, (byte >> bit) & 1);
   }
   void EmitByte(std::uint8_t byte, const std::string& token) {
     EmitBits(byte, 8);
     Token(token);
   }
   void EmitAck(bool ack) {
-    Emit(kCodeBit, ack ? 0 : 1);
+    Emit(I2cScheduler::FromScheduler::kBit, ack ? 0 : 1);
     Token(ack ? "A" : "N");
   }
   void EmitStart(bool repeated) {
-    Emit(kCodeStart);
+    Emit(I2cScheduler::FromScheduler::kStart);
     Token(repeated ? "Sr" : "S");
   }
   void EmitStop() {
-    Emit(kCodeStop);
+    Emit(I2cScheduler::FromScheduler::kStop);
     Token("P");
   }
 
@@ -94,14 +96,14 @@ class BusEngine::Run_ {
 
   bool RunMessage(std::size_t i) {
     const BusMessage& message = transfer_.messages[i];
-    Emit(kCodeMessageBegins);
+    Emit(I2cScheduler::FromScheduler::kMessageBegins);
     EmitStart(i > 0);
     if (transfer_.highSpeedBitrate != 0) {
       // High-speed mode: the master code, which no slave acknowledges, then
       // the message proper after a repeated START.
-      EmitByte(kHighSpeedMasterCode, Hex(kHighSpeedMasterCode));
+      EmitByte(I2cScheduler::kHighSpeedMasterCode, Hex(I2cScheduler::kHighSpeedMasterCode));
       EmitAck(false);
-      Emit(kCodeMessageBegins);
+      Emit(I2cScheduler::FromScheduler::kMessageBegins);
       EmitStart(true);
     }
     AttachedDevice* target = Resolve(message);
@@ -114,28 +116,28 @@ class BusEngine::Run_ {
   bool InjectFault(const BusMessage& message, const DeviceFaults& faults) {
     const std::uint8_t addressByte = AddressByte(message);
     if (faults.vccDrop >= 0) {
-      SchedulerMessage report = SchedulerMessage::WithCode(kCodeVcc);
+      SchedulerMessage report = SchedulerMessage::WithCode(I2cScheduler::FromScheduler::kI2cVcc);
       report.SetU16At(4, static_cast<std::uint16_t>(faults.vccDrop));
       result_.reports.push_back(report);
       Token("Vcc=" + std::to_string(faults.vccDrop) + "mV");
       return Abort(Outcome::kVccLow, static_cast<std::uint16_t>(faults.vccDrop));
     }
     if (faults.protocolError) {
-      Emit(kCodeProtocolError);
+      Emit(I2cScheduler::FromScheduler::kProtocolError);
       Token("PROTOCOL-ERROR");
       return Abort(Outcome::kProtocolError);
     }
     if (faults.arbitrationLost) {
       // Another master drove a bit low while we sent a high one.
       EmitBits(addressByte, 3);
-      Status(kStatusArbitrationLost);
+      Status(I2cScheduler::MasterStatus::kArbitrationLost);
       Token("ARBITRATION-LOST");
       return Abort(Outcome::kArbitrationLost);
     }
     if (faults.busTimeout) {
       // The slave stretches the clock of its acknowledge bit forever.
       EmitByte(addressByte, AddressToken(message));
-      Status(kStatusBusTimeout);
+      Status(I2cScheduler::MasterStatus::kBusTimeout);
       Token("TIMEOUT");
       return Abort(Outcome::kBusTimeout);
     }
@@ -192,10 +194,10 @@ class BusEngine::Run_ {
       const std::uint8_t byte = target->device->Read();
       EmitByte(byte, Hex(byte));
       if (j + 1 < delivered) {
-        Emit(kCodeBit, 0);
+        Emit(I2cScheduler::FromScheduler::kBit, 0);
         Token("A");
       } else {
-        Emit(kCodeBit, 1);
+        Emit(I2cScheduler::FromScheduler::kBit, 1);
         Token("N");
       }
     }
@@ -217,7 +219,7 @@ class BusEngine::Run_ {
     if (target != nullptr) target->device->Release(true);
     EmitStop();
     result_.outcome = outcome;
-    if (!IsLast(i)) Status(transfer_.messages[i + 1].read ? kStatusReadEnded : kStatusWriteEnded);
+    if (!IsLast(i)) Status(transfer_.messages[i + 1].read ? I2cScheduler::MasterStatus::kReadEnded : I2cScheduler::MasterStatus::kWriteEnded);
     return false;
   }
 

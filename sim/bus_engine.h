@@ -9,28 +9,12 @@
 #include <cstdint>
 #include <string>
 
+#include "scheduler_link/message_codes.h"
 #include "scheduler_link/scheduler_message.h"
 #include "sim/bus_transfer.h"
 #include "sim/sim_bus.h"
 
 namespace zavik::I2cSim {
-
-constexpr std::uint32_t kCodeStart = 5;
-constexpr std::uint32_t kCodeStop = 6;
-constexpr std::uint32_t kCodeBit = 7;
-constexpr std::uint32_t kCodeProtocolError = 8;
-constexpr std::uint32_t kCodeAck = 13;
-constexpr std::uint32_t kCodeMessageBegins = 22;
-constexpr std::uint32_t kCodeVcc = 24;
-
-constexpr std::uint32_t kStatusConfigAccepted = 30;
-constexpr std::uint32_t kStatusConfigRejected = 31;
-constexpr std::uint32_t kStatusArbitrationLost = 32;
-constexpr std::uint32_t kStatusWriteEnded = 33;
-constexpr std::uint32_t kStatusReadEnded = 35;
-constexpr std::uint32_t kStatusBusTimeout = 36;
-
-constexpr std::uint8_t kHighSpeedMasterCode = 0x08;
 
 // Every byte read becomes nine reports of 13 bytes; one read clocks at most
 // this many bytes (a board may advertise more) so that a single request

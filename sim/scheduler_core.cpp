@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "scheduler_link/message_codes.h"
 #include "sim/board_entry.h"
 
 namespace zavik::I2cSim {
@@ -10,14 +11,6 @@ using I2cScheduler::SchedulerMessage;
 
 namespace {
 constexpr std::uint32_t kGreetingCode = 1;
-constexpr std::uint32_t kRequestBoardList = 0;
-constexpr std::uint32_t kRequestOpen = 2;
-constexpr std::uint32_t kRequestClose = 3;
-constexpr std::uint32_t kRequestParallelPort = 9;
-constexpr std::uint32_t kRequestConfigure = 19;
-constexpr std::uint32_t kWriteHeader = 16;
-constexpr std::uint32_t kReadHeader = 17;
-constexpr std::uint32_t kWriteData = 18;
 
 bool Contains(const std::vector<std::uint32_t>& list, std::uint32_t value) {
   return std::find(list.begin(), list.end(), value) != list.end();
@@ -64,26 +57,26 @@ void SchedulerCore::Receive(ClientId id, const SchedulerMessage& message) {
   if (it == clients_.end()) return;
   Client& client = it->second;
   switch (message.Code()) {
-    case kRequestBoardList: SendBoardList(id); break;
-    case kRequestOpen: OpenBoard(id, client, message); break;
-    case kRequestClose: CloseBoard(id, client); break;
-    case kRequestParallelPort: ParallelPort(id, message); break;
-    case kRequestConfigure: Configure(id, client, message); break;
-    case kWriteHeader:
-    case kReadHeader:
-    case kWriteData: CollectTransfer(id, client, message); break;
+    case I2cScheduler::ToScheduler::kBoardListRequest: SendBoardList(id); break;
+    case I2cScheduler::ToScheduler::kOpenBoard: OpenBoard(id, client, message); break;
+    case I2cScheduler::ToScheduler::kCloseBoard: CloseBoard(id, client); break;
+    case I2cScheduler::ToScheduler::kParallelPort: ParallelPort(id, message); break;
+    case I2cScheduler::ToScheduler::kConfigureMaster: Configure(id, client, message); break;
+    case I2cScheduler::ToScheduler::kWriteHeader:
+    case I2cScheduler::ToScheduler::kReadHeader:
+    case I2cScheduler::ToScheduler::kWriteData: CollectTransfer(id, client, message); break;
     default: break;  // unknown requests are ignored, as a code nobody knows
   }
 }
 
 void SchedulerCore::Acknowledge(ClientId id, std::uint32_t value) {
-  SchedulerMessage ack = SchedulerMessage::WithCode(kCodeAck);
+  SchedulerMessage ack = SchedulerMessage::WithCode(I2cScheduler::FromScheduler::kAcknowledgement);
   ack.SetU32At(4, value);
   outbox_.Send(id, ack);
 }
 
 void SchedulerCore::SendVcc(ClientId id, std::uint16_t millivolts) {
-  SchedulerMessage report = SchedulerMessage::WithCode(kCodeVcc);
+  SchedulerMessage report = SchedulerMessage::WithCode(I2cScheduler::FromScheduler::kI2cVcc);
   report.SetU16At(4, millivolts);
   outbox_.Send(id, report);
 }
@@ -105,14 +98,14 @@ void SchedulerCore::OpenBoard(ClientId id, Client& client, const SchedulerMessag
   if (found == nullptr || found->lost || found->setup.faults.openRefused) {
     outbox_.Trace("client " + std::to_string(id) + ": open of board " + std::to_string(number) + " type " +
                   std::to_string(type) + " refused");
-    Acknowledge(id, kAckOpenRefused);
+    Acknowledge(id, I2cScheduler::Acknowledgement::kOpenRefused);
     return;
   }
   outbox_.Trace("client " + std::to_string(id) + ": opened board " + std::to_string(number));
   client.board = found;
   client.assembler.Reset();
   client.dropping = false;
-  Acknowledge(id, kAckOpened);
+  Acknowledge(id, I2cScheduler::Acknowledgement::kOpened);
   SendVcc(id, found->setup.i2cVcc);
   SendStatusRecords(*found);
 }
@@ -148,12 +141,12 @@ void SchedulerCore::CloseBoard(ClientId id, Client& client) {
   client.board = nullptr;
   client.assembler.Reset();
   client.dropping = false;
-  Acknowledge(id, kAckClosed);
+  Acknowledge(id, I2cScheduler::Acknowledgement::kClosed);
 }
 
 void SchedulerCore::ParallelPort(ClientId id, const SchedulerMessage& request) {
   const bool valid = request.Byte(4) <= 2 && request.Byte(5) <= 1;
-  Acknowledge(id, valid && !settings_.parallelPortRefused ? kAckPortDone : kAckPortRefused);
+  Acknowledge(id, valid && !settings_.parallelPortRefused ? I2cScheduler::Acknowledgement::kPortDone : I2cScheduler::Acknowledgement::kPortRefused);
 }
 
 void SchedulerCore::Configure(ClientId id, Client& client, const SchedulerMessage& request) {
@@ -164,11 +157,11 @@ void SchedulerCore::Configure(ClientId id, Client& client, const SchedulerMessag
   Board* board = client.board;
   if (board == nullptr) {
     outbox_.Trace("client " + std::to_string(id) + ": transfer without an open board dropped");
-    Acknowledge(id, kStatusConfigRejected);
+    Acknowledge(id, I2cScheduler::MasterStatus::kConfigRejected);
     return;
   }
   if (board->lost) {
-    Acknowledge(id, kAckBoardLost);
+    Acknowledge(id, I2cScheduler::Acknowledgement::kBoardLost);
     return;
   }
   if (board->setup.faults.stopsRespondingAfter >= 0 &&
@@ -186,7 +179,7 @@ void SchedulerCore::Configure(ClientId id, Client& client, const SchedulerMessag
                   std::to_string(bitrate) + " Hz, high-speed " + std::to_string(highSpeed) +
                   " Hz not supported: transfer dropped");
   }
-  Acknowledge(id, accepted ? kStatusConfigAccepted : kStatusConfigRejected);
+  Acknowledge(id, accepted ? I2cScheduler::MasterStatus::kConfigAccepted : I2cScheduler::MasterStatus::kConfigRejected);
 }
 
 void SchedulerCore::BoardLost(Board& board) {
@@ -194,7 +187,7 @@ void SchedulerCore::BoardLost(Board& board) {
   outbox_.Trace("board " + std::to_string(board.setup.info.boardNumber) + " (" + board.setup.info.name +
                 "): stopped responding");
   for (const auto& [id, client] : clients_) {
-    if (client.board == &board) Acknowledge(id, kAckBoardLost);
+    if (client.board == &board) Acknowledge(id, I2cScheduler::Acknowledgement::kBoardLost);
   }
 }
 

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "scheduler_link/message_codes.h"
 #include "scheduler_link/scheduler_message.h"
 #include "sim/bench.h"
 #include "sim/bus_engine.h"
@@ -21,13 +22,6 @@
 namespace zavik::I2cSim {
 
 using ClientId = std::uint32_t;
-
-constexpr std::uint32_t kAckOpened = 1;
-constexpr std::uint32_t kAckOpenRefused = 2;
-constexpr std::uint32_t kAckClosed = 3;
-constexpr std::uint32_t kAckPortDone = 14;
-constexpr std::uint32_t kAckPortRefused = 15;
-constexpr std::uint32_t kAckBoardLost = 46;
 
 // Where the core's answers go; the server queues them on the sockets.
 class Outbox {

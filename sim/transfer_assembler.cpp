@@ -2,13 +2,11 @@
 
 #include <algorithm>
 
+#include "scheduler_link/message_codes.h"
+
 namespace zavik::I2cSim {
 
 namespace {
-constexpr std::uint32_t kWriteHeader = 16;
-constexpr std::uint32_t kReadHeader = 17;
-constexpr std::uint32_t kWriteData = 18;
-
 std::uint64_t RecordsFor(std::uint64_t dataBytes) { return std::max<std::uint64_t>(1, (dataBytes + 7) / 8); }
 }  // namespace
 
@@ -25,9 +23,9 @@ void TransferAssembler::Reset() {
 
 std::optional<BusTransfer> TransferAssembler::Feed(const I2cScheduler::SchedulerMessage& record) {
   switch (record.Code()) {
-    case kWriteHeader: return StartMessage(record, false);
-    case kReadHeader: return StartMessage(record, true);
-    case kWriteData: return AddData(record);
+    case I2cScheduler::ToScheduler::kWriteHeader: return StartMessage(record, false);
+    case I2cScheduler::ToScheduler::kReadHeader: return StartMessage(record, true);
+    case I2cScheduler::ToScheduler::kWriteData: return AddData(record);
     default: return std::nullopt;
   }
 }

@@ -7,6 +7,7 @@
 #include "api/capture_module.h"
 #include "api/exceptions.h"
 #include "api/master_module.h"
+#include "scheduler_link/message_codes.h"
 
 namespace zavik::I2cApi {
 
@@ -151,7 +152,7 @@ void CBoardClient::WaitForMessages(std::int32_t timeoutMicroseconds) {
 void CBoardClient::CollectAcknowledgements(const MessageQueue& batch) {
   if (!collectingAcks_) return;
   for (const SchedulerMessage& record : batch) {
-    if (record.Code() == BoardCode::kAcknowledgement) acknowledgements_.push_back(record.U32At(4));
+    if (record.Code() == I2cScheduler::FromScheduler::kAcknowledgement) acknowledgements_.push_back(record.U32At(4));
   }
 }
 

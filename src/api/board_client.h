@@ -15,6 +15,7 @@
 #include "api/version.h"
 #include "scheduler_link/endpoint.h"
 #include "scheduler_link/ipc.h"
+#include "scheduler_link/message_codes.h"
 #include "scheduler_link/scheduler_message.h"
 #include "scheduler_link/select_endpoints.h"
 #include "scheduler_link/socket_platform.h"
@@ -26,36 +27,6 @@ class CMasterModule;
 // Time-outs of the waits, in microseconds.
 constexpr std::int32_t kGreetingPassMicroseconds = 1000000;
 constexpr std::int32_t kAnswerPassMicroseconds = 10000000;
-
-// Record codes of the board exchanges.
-namespace BoardCode {
-// To the scheduler.
-constexpr std::uint32_t kListRequest = 0;
-constexpr std::uint32_t kOpen = 2;
-constexpr std::uint32_t kClose = 3;
-constexpr std::uint32_t kParallelPort = 9;
-// From the scheduler.
-constexpr std::uint32_t kStatusWords = 10;
-constexpr std::uint32_t kStatusBytes = 11;
-constexpr std::uint32_t kStatusPair = 12;
-constexpr std::uint32_t kAcknowledgement = 13;
-constexpr std::uint32_t kListBegin = 19;
-constexpr std::uint32_t kListData = 20;
-constexpr std::uint32_t kListEnd = 21;
-constexpr std::uint32_t kI2cVcc = 24;
-constexpr std::uint32_t kFlagPair = 25;
-constexpr std::uint32_t kStatusByte7 = 26;
-}  // namespace BoardCode
-
-// Acknowledgement values (code 13, bytes 4-7) of the board exchanges.
-namespace BoardAck {
-constexpr std::uint32_t kOpened = 1;
-constexpr std::uint32_t kOpenRefused = 2;
-constexpr std::uint32_t kClosed = 3;
-constexpr std::uint32_t kPortDone = 14;
-constexpr std::uint32_t kPortRefused = 15;
-constexpr std::uint32_t kBoardLost = 46;
-}  // namespace BoardAck
 
 class CBoardClient {
  public:

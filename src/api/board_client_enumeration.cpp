@@ -2,7 +2,9 @@
 // list stream from nine-byte pieces and its decoding into BoardInfo records.
 
 #include "api/board_client.h"
+
 #include "api/board_list_decoder.h"
+#include "scheduler_link/message_codes.h"
 
 namespace zavik::I2cApi {
 
@@ -12,7 +14,7 @@ using I2cScheduler::SchedulerMessage;
 void CBoardClient::EnumerateBoards(std::vector<BoardInfo>& boards) {
   boards.clear();
   enumerating_ = 1;
-  SendMessage(SchedulerMessage::WithCode(BoardCode::kListRequest));
+  SendMessage(SchedulerMessage::WithCode(I2cScheduler::ToScheduler::kBoardListRequest));
   try {
     while (enumerating_) WaitForMessages(kAnswerPassMicroseconds);
   } catch (...) {
@@ -27,14 +29,14 @@ void CBoardClient::HandleBoardListMessages(const MessageQueue& batch) {
   if (!enumerating_) return;
   for (const SchedulerMessage& record : batch) {
     switch (record.Code()) {
-      case BoardCode::kListBegin:
+      case I2cScheduler::FromScheduler::kBoardListBegin:
         boardListBytes_.clear();
         boardEntrySize_ = record.U32At(4);
         break;
-      case BoardCode::kListData:
+      case I2cScheduler::FromScheduler::kBoardListData:
         boardListBytes_.insert(boardListBytes_.end(), record.bytes + 4, record.bytes + I2cScheduler::kMessageSize);
         break;
-      case BoardCode::kListEnd:
+      case I2cScheduler::FromScheduler::kBoardListEnd:
         DecodeBoardList();
         enumerating_ = 0;
         break;

@@ -3,7 +3,9 @@
 // handler with its "board does not respond" path.
 
 #include "api/board_client.h"
+
 #include "api/exceptions.h"
+#include "scheduler_link/message_codes.h"
 
 namespace zavik::I2cApi {
 
@@ -15,14 +17,14 @@ namespace {
 constexpr std::int32_t kLastParallelPort = 2;
 
 SchedulerMessage OpenRequest(const BoardInfo& board) {
-  SchedulerMessage m = SchedulerMessage::WithCode(BoardCode::kOpen);
+  SchedulerMessage m = SchedulerMessage::WithCode(I2cScheduler::ToScheduler::kOpenBoard);
   m.SetU16At(4, board.boardNumber);
   m.SetByte(6, static_cast<std::uint8_t>(board.boardType));
   return m;
 }
 
 SchedulerMessage ParallelPortRequest(std::int32_t port, bool enable) {
-  SchedulerMessage m = SchedulerMessage::WithCode(BoardCode::kParallelPort);
+  SchedulerMessage m = SchedulerMessage::WithCode(I2cScheduler::ToScheduler::kParallelPort);
   m.SetByte(4, static_cast<std::uint8_t>(port));
   m.SetByte(5, enable ? 1 : 0);
   return m;
@@ -51,9 +53,9 @@ void CBoardClient::OpenBoard(const BoardInfo& board) {
   // arrived, in either order.
   while (collectingAcks_ || !i2cVccReceived_) {
     WaitForMessages(kAnswerPassMicroseconds);
-    const std::uint32_t answer = TakeAnswer(BoardAck::kOpened, BoardAck::kOpenRefused);
-    if (answer == BoardAck::kOpened) boardOpen_ = 1;
-    if (answer == BoardAck::kOpenRefused) throw Cpp::CExceptionOpen();
+    const std::uint32_t answer = TakeAnswer(I2cScheduler::Acknowledgement::kOpened, I2cScheduler::Acknowledgement::kOpenRefused);
+    if (answer == I2cScheduler::Acknowledgement::kOpened) boardOpen_ = 1;
+    if (answer == I2cScheduler::Acknowledgement::kOpenRefused) throw Cpp::CExceptionOpen();
   }
   flagPairState_ = 0;
   statusBytes_[7] = 0;
@@ -80,11 +82,11 @@ void CBoardClient::CheckBoardVersions(const BoardInfo& board) {
 void CBoardClient::CloseBoard() {
   if (!boardOpen_ || !channel_) return;
   boardOpen_ = 0;
-  SendMessage(SchedulerMessage::WithCode(BoardCode::kClose));
+  SendMessage(SchedulerMessage::WithCode(I2cScheduler::ToScheduler::kCloseBoard));
   collectingAcks_ = 1;
   do {
     WaitForMessages(kAnswerPassMicroseconds);
-    TakeAnswer(BoardAck::kClosed, BoardAck::kClosed);
+    TakeAnswer(I2cScheduler::Acknowledgement::kClosed, I2cScheduler::Acknowledgement::kClosed);
   } while (collectingAcks_);
   RunCloseHooks();
 }
@@ -96,7 +98,7 @@ void CBoardClient::SetParallelPort(std::int32_t port, bool enable) {
   collectingAcks_ = 1;
   do {
     WaitForMessages(kAnswerPassMicroseconds);
-    if (TakeAnswer(BoardAck::kPortDone, BoardAck::kPortRefused) == BoardAck::kPortRefused) {
+    if (TakeAnswer(I2cScheduler::Acknowledgement::kPortDone, I2cScheduler::Acknowledgement::kPortRefused) == I2cScheduler::Acknowledgement::kPortRefused) {
       throw Cpp::CExceptionParallelPort();
     }
   } while (collectingAcks_);
@@ -129,7 +131,7 @@ bool CBoardClient::FindBoard(std::uint16_t boardNumber, std::uint32_t boardType)
 
 void CBoardClient::HandleBoardStatusMessages(const MessageQueue& batch) {
   for (const SchedulerMessage& record : batch) {
-    if (record.Code() == BoardCode::kAcknowledgement && record.U32At(4) == BoardAck::kBoardLost) {
+    if (record.Code() == I2cScheduler::FromScheduler::kAcknowledgement && record.U32At(4) == I2cScheduler::Acknowledgement::kBoardLost) {
       // Closes from inside this poll when a board is open; the rest of the
       // batch is not looked at.
       CloseBoard();
@@ -141,29 +143,29 @@ void CBoardClient::HandleBoardStatusMessages(const MessageQueue& batch) {
 
 void CBoardClient::ApplyStatusRecord(const SchedulerMessage& record) {
   switch (record.Code()) {
-    case BoardCode::kI2cVcc:
+    case I2cScheduler::FromScheduler::kI2cVcc:
       i2cVcc_ = record.U16At(4);
       i2cVccReceived_ = 1;
       break;
-    case BoardCode::kStatusWords:
+    case I2cScheduler::FromScheduler::kStatusWords:
       statusWords_[0] = record.U32At(4);
       statusWords_[1] = record.U32At(8);
       break;
-    case BoardCode::kStatusBytes:
+    case I2cScheduler::FromScheduler::kStatusBytes:
       statusBytes_[2] = record.Byte(4);
       statusBytes_[3] = record.Byte(5);
       statusBytes_[4] = record.Byte(6);
       statusBytes_[5] = record.Byte(8);
       statusBytes_[6] = record.Byte(7);
       break;
-    case BoardCode::kStatusPair:
+    case I2cScheduler::FromScheduler::kStatusPair:
       statusBytes_[0] = record.Byte(4);
       statusBytes_[1] = record.Byte(5);
       break;
-    case BoardCode::kFlagPair:
+    case I2cScheduler::FromScheduler::kFlagPair:
       flagPairState_ = FlagPairState(record.Byte(4) == 1, record.Byte(5) == 1);
       break;
-    case BoardCode::kStatusByte7:
+    case I2cScheduler::FromScheduler::kStatusByte:
       statusBytes_[7] = record.Byte(4);
       break;
     default:

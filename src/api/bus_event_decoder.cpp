@@ -1,5 +1,7 @@
 #include "api/bus_event_decoder.h"
 
+#include "scheduler_link/message_codes.h"
+
 namespace zavik::I2cApi {
 
 using I2cScheduler::MessageQueue;
@@ -17,18 +19,18 @@ BusEventDecoder::BusEventDecoder() {
 std::size_t BusEventDecoder::Decode(const MessageQueue& input, MessageQueue& output) {
   for (const SchedulerMessage& report : input) {
     switch (report.Code()) {
-      case kReportStart:
+      case I2cScheduler::FromScheduler::kStart:
         output.push_back(Renamed(report, kEventStart));
         inFrame_ = true;
         ackNext_ = false;
         bits_.clear();  // a START in the middle of a byte drops its bits
         break;
-      case kReportStop:
+      case I2cScheduler::FromScheduler::kStop:
         output.push_back(Renamed(report, kEventStop));
         inFrame_ = false;
         bits_.clear();
         break;
-      case kReportBit:
+      case I2cScheduler::FromScheduler::kBit:
         DecodeBit(report, output);
         break;
       default:

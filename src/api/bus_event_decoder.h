@@ -9,14 +9,10 @@
 #include <cstdint>
 #include <vector>
 
+#include "scheduler_link/message_codes.h"
 #include "scheduler_link/scheduler_message.h"
 
 namespace zavik::I2cApi {
-
-// Codes of the reports read from the scheduler.
-constexpr std::uint32_t kReportStart = 5;
-constexpr std::uint32_t kReportStop = 6;
-constexpr std::uint32_t kReportBit = 7;
 
 // Codes of the decoded events; they never travel on the wire.
 constexpr std::uint32_t kEventStart = 0;

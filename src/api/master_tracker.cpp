@@ -1,5 +1,7 @@
 #include "api/master_tracker.h"
 
+#include "scheduler_link/message_codes.h"
+
 namespace zavik::I2cApi {
 
 using I2cScheduler::MessageQueue;
@@ -7,23 +9,7 @@ using I2cScheduler::SchedulerMessage;
 
 namespace {
 
-constexpr std::uint32_t kReportProtocolError = 8;
-constexpr std::uint32_t kReportMasterStatus = 13;
-constexpr std::uint32_t kReportMessageBegins = 22;
-constexpr std::uint32_t kReportVcc = 24;
-
-constexpr std::uint8_t kHighSpeedMasterCode = 0x08;
 constexpr std::uint16_t kMinimumVcc = 1000;
-
-enum MasterStatus : std::uint32_t {
-  ConfigurationAccepted = 30,
-  ConfigurationRejected = 31,
-  ArbitrationLost = 32,
-  WriteEndedByScheduler = 33,
-  NoEffect = 34,
-  ReadEndedByScheduler = 35,
-  BusTimeout = 36,
-};
 
 void Finish(TransferStatus& e) { e.kind = kKindFinished; }
 
@@ -94,7 +80,7 @@ void OnNack(TransferStatus& e) {
 void OnByte(TransferStatus& e, std::uint8_t value) {
   if (e.phase == Waiting) return;
   if (e.phase == Started) {
-    e.phase = value == kHighSpeedMasterCode ? MasterCode : AddressSent;
+    e.phase = value == I2cScheduler::kHighSpeedMasterCode ? MasterCode : AddressSent;
     return;
   }
   if (e.phase == Acked) {
@@ -112,25 +98,25 @@ void OnProtocolError(TransferStatus& e) {
 
 void OnMasterStatus(TransferStatus& e, std::uint32_t status) {
   switch (status) {
-    case ConfigurationAccepted:
+    case I2cScheduler::MasterStatus::kConfigAccepted:
       EndWith(e, e.phase == Waiting ? ConfigAccepted : Unexpected);
       break;
-    case ConfigurationRejected:
+    case I2cScheduler::MasterStatus::kConfigRejected:
       EndWith(e, e.phase == Waiting ? Ended : Unexpected);
       break;
-    case ArbitrationLost:
+    case I2cScheduler::MasterStatus::kArbitrationLost:
       EndInError(e, kResultArbitrationLost);
       break;
-    case WriteEndedByScheduler:
+    case I2cScheduler::MasterStatus::kWriteEnded:
       EndWith(e, e.kind == kKindWrite ? Ended : Unexpected);
       break;
-    case ReadEndedByScheduler:
+    case I2cScheduler::MasterStatus::kReadEnded:
       EndWith(e, e.kind == kKindRead ? Ended : Unexpected);
       break;
-    case BusTimeout:
+    case I2cScheduler::MasterStatus::kBusTimeout:
       EndInError(e, kResultBusTimeout);
       break;
-    case NoEffect:
+    case I2cScheduler::MasterStatus::kNoEffect:
     default:
       break;  // other numbers belong to other modules
   }
@@ -157,10 +143,10 @@ void Apply(TransferStatus& e, const SchedulerMessage& event) {
     case kEventAck: OnAck(e); break;
     case kEventNack: OnNack(e); break;
     case kEventByte: OnByte(e, event.Byte(4)); break;
-    case kReportProtocolError: OnProtocolError(e); break;
-    case kReportMasterStatus: OnMasterStatus(e, event.U32At(4)); break;
-    case kReportMessageBegins: OnMessageBegins(e); break;
-    case kReportVcc: OnVcc(e, event.U16At(4)); break;
+    case I2cScheduler::FromScheduler::kProtocolError: OnProtocolError(e); break;
+    case I2cScheduler::FromScheduler::kAcknowledgement: OnMasterStatus(e, event.U32At(4)); break;
+    case I2cScheduler::FromScheduler::kMessageBegins: OnMessageBegins(e); break;
+    case I2cScheduler::FromScheduler::kI2cVcc: OnVcc(e, event.U16At(4)); break;
     default: break;
   }
 }

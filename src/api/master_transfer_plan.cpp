@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "scheduler_link/message_codes.h"
+
 namespace zavik::I2cApi {
 
 using Cpp::CI2cAddress;
@@ -36,7 +38,7 @@ SchedulerMessage Header(std::uint32_t code, const CI2cAddress& address, std::uin
 }
 
 SchedulerMessage DataRecord(const std::uint8_t* bytes, std::size_t count) {
-  SchedulerMessage record = SchedulerMessage::WithCode(kRecordWriteData);
+  SchedulerMessage record = SchedulerMessage::WithCode(I2cScheduler::ToScheduler::kWriteData);
   record.SetByte(4, static_cast<std::uint8_t>(count));
   for (std::size_t i = 0; i < count; ++i) record.SetByte(5 + i, bytes[i]);
   return record;
@@ -59,7 +61,7 @@ void PlanWrite(const CMasterMessageTx& message, bool isLast, TransferStatus& ent
 
   entry = Entry(kKindWrite, TrackedAddress(address), size + addressBytes, isLast);
   // The low byte of a 10-bit address travels as the first byte after the header.
-  records.push_back(Header(kRecordWriteHeader, address, size + addressBytes - 1, isLast));
+  records.push_back(Header(I2cScheduler::ToScheduler::kWriteHeader, address, size + addressBytes - 1, isLast));
   if (address.IsTenBit()) {
     const auto low = static_cast<std::uint8_t>(address.GetValue() & 0xFF);
     records.push_back(DataRecord(&low, 1));
@@ -76,11 +78,11 @@ void PlanWrite(const CMasterMessageTx& message, bool isLast, TransferStatus& ent
 void PlanRead(CMasterMessageRx& message, bool isLast, TransferStatus& entry, MessageQueue& records) {
   entry = Entry(kKindRead, TrackedAddress(message.GetAddress()), message.GetRequestedCount() + 1, isLast);
   entry.readData = &message.GetData();
-  records.push_back(Header(kRecordReadHeader, message.GetAddress(), message.GetRequestedCount(), isLast));
+  records.push_back(Header(I2cScheduler::ToScheduler::kReadHeader, message.GetAddress(), message.GetRequestedCount(), isLast));
 }
 
 SchedulerMessage Configuration(std::uint32_t bitrate, std::uint32_t highSpeedBitrate) {
-  SchedulerMessage record = SchedulerMessage::WithCode(kRecordConfigure);
+  SchedulerMessage record = SchedulerMessage::WithCode(I2cScheduler::ToScheduler::kConfigureMaster);
   record.SetU32At(4, bitrate);
   record.SetU32At(8, highSpeedBitrate);
   return record;

@@ -11,14 +11,10 @@
 
 #include "api/master_message.h"
 #include "api/master_tracker.h"
+#include "scheduler_link/message_codes.h"
 #include "scheduler_link/scheduler_message.h"
 
 namespace zavik::I2cApi {
-
-constexpr std::uint32_t kRecordWriteHeader = 16;
-constexpr std::uint32_t kRecordReadHeader = 17;
-constexpr std::uint32_t kRecordWriteData = 18;
-constexpr std::uint32_t kRecordConfigure = 19;
 
 // Replaces statuses with entry 0 (the configuration) and the entries of the
 // messages; appends the records to records.

@@ -13,14 +13,17 @@
 
 #include "api/exceptions.h"
 #include "api/master_module.h"
+#include "scheduler_link/message_codes.h"
 #include "scripted_peer.h"
 
 namespace zavik::I2cApi {
 namespace {
 
 using namespace Testing;
-using namespace BoardCode;
-using namespace BoardAck;
+using namespace I2cScheduler::ToScheduler;
+using namespace I2cScheduler::Acknowledgement;
+using I2cScheduler::FromScheduler::kBoardListEnd;
+using I2cScheduler::FromScheduler::kI2cVcc;
 
 // What the probes in module slots 1, 2 and 4 saw, in call order.
 struct DispatchLog {
@@ -85,11 +88,11 @@ void Answer(PeerConnection& p, std::uint32_t request, std::initializer_list<Sche
   p.Send(reply);
 }
 void AnswerList(PeerConnection& p, const std::vector<std::uint8_t>& stream = kTwoBoards) {
-  p.Expect(kListRequest);
+  p.Expect(kBoardListRequest);
   p.Send(BoardListRecords(stream));
 }
-void AnswerOpen(PeerConnection& p) { Answer(p, kOpen, {Status(kOpened), Vcc(3300)}); }
-void AnswerClose(PeerConnection& p) { Answer(p, kClose, {Status(kClosed)}); }
+void AnswerOpen(PeerConnection& p) { Answer(p, kOpenBoard, {Status(kOpened), Vcc(3300)}); }
+void AnswerClose(PeerConnection& p) { Answer(p, kCloseBoard, {Status(kClosed)}); }
 void AnswerPort(PeerConnection& p) { Answer(p, kParallelPort, {Status(kPortDone)}); }
 
 BoardInfo Board(std::uint16_t number, std::uint32_t type) {
@@ -130,7 +133,7 @@ TEST(BoardClientGreeting, MissingOrLateScheduler) {
   EXPECT_THROW(CBoardClient client(closesAtOnce.Port()), Cpp::CExceptionIo);
   ScriptedPeer late([](PeerConnection& p) {
     std::this_thread::sleep_for(std::chrono::milliseconds(1500));  // more than one waiting pass
-    p.Send({Greeting(), Status(kBoardLost), Record(kListEnd)});
+    p.Send({Greeting(), Status(kBoardLost), Record(kBoardListEnd)});
     p.ReceiveUntilClosed();
   });
   CBoardClient client(late.Port());
@@ -193,7 +196,7 @@ TEST(BoardClientDispatch, BoardLostWithOpenBoardClosesItFromInsideThePoll) {
 TEST(BoardClientDispatch, ListHandlerTakesTheListBeforeTheStatusHandlerThrows) {
   ScriptedPeer peer([](PeerConnection& p) {
     p.Send({Greeting()});
-    p.Expect(kListRequest);
+    p.Expect(kBoardListRequest);
     std::vector<SchedulerMessage> records = BoardListRecords(kTwoBoards);
     records.push_back(Status(kBoardLost));
     p.Send(records);
@@ -212,7 +215,7 @@ TEST(BoardClientDispatch, ListHandlerTakesTheListBeforeTheStatusHandlerThrows) {
 TEST(BoardClientEnumeration, ListInManySmallPiecesKeepsStreamOrder) {
   ScriptedPeer peer([](PeerConnection& p) {
     p.Send({Greeting()});
-    p.Expect(kListRequest);
+    p.Expect(kBoardListRequest);
     std::vector<std::uint8_t> bytes;
     for (const SchedulerMessage& m : BoardListRecords(kTwoBoards)) bytes.insert(bytes.end(), m.bytes, m.bytes + 13);
     // Pieces of 1 to 40 bytes cut records anywhere; pauses split the batches.
@@ -238,7 +241,7 @@ TEST(BoardClientEnumeration, IncompleteOrAbsentEntriesGiveNoBoard) {
     p.Send({Greeting()});
     AnswerList(p, {});
     AnswerList(p, shortOfAnEntry);
-    p.Expect(kListRequest);
+    p.Expect(kBoardListRequest);
     p.Send(BoardListRecords(kTwoBoards, 2 * kBoardEntrySize + 1000));  // more announced than sent
     AnswerList(p);
     p.ReceiveUntilClosed();
@@ -271,7 +274,7 @@ TEST(BoardClientOpen, RequestCarriesNumberLittleEndianAndTypeByte) {
   ScriptedPeer peer([](PeerConnection& p) {
     p.Send({Greeting()});
     AnswerList(p);
-    const SchedulerMessage request = p.Expect(kOpen);
+    const SchedulerMessage request = p.Expect(kOpenBoard);
     EXPECT_EQ(request.Byte(4), 2);
     EXPECT_EQ(request.Byte(5), 1);
     EXPECT_EQ(request.Byte(6), 3);
@@ -295,12 +298,12 @@ TEST(BoardClientOpen, VccReportCountsOnlyAfterTheRequest) {
     p.Send({Greeting()});
     AnswerList(p);
     p.Send({Vcc(1800)});  // before the request: does not count
-    Answer(p, kOpen, {Status(kOpened)});
+    Answer(p, kOpenBoard, {Status(kOpened)});
     p.ExpectSilence(300);  // the client still waits for a Vcc report
     p.Send({Vcc(3300)});
     AnswerPort(p);
     AnswerClose(p);
-    Answer(p, kOpen, {Vcc(2500)});  // after the request, before the acknowledgement: counts
+    Answer(p, kOpenBoard, {Vcc(2500)});  // after the request, before the acknowledgement: counts
     p.Send({Status(kOpened)});
     AnswerPort(p);
     AnswerClose(p);
@@ -322,10 +325,10 @@ TEST(BoardClientOpen, StrayAcknowledgementsAreNotQueuedAndUnawaitedOnesAreDroppe
     p.Send({Greeting()});
     AnswerList(p);
     p.Send({Status(kOpened), Record(99)});  // nobody collects: must not count for the open below
-    Answer(p, kOpen, {Vcc(3300), Status(kOpenRefused)});
-    Answer(p, kOpen, {Status(kClosed), Status(kPortDone), Status(77), Vcc(3300), Status(kOpened)});
+    Answer(p, kOpenBoard, {Vcc(3300), Status(kOpenRefused)});
+    Answer(p, kOpenBoard, {Status(kClosed), Status(kPortDone), Status(77), Vcc(3300), Status(kOpened)});
     Answer(p, kParallelPort, {Status(kOpened), Status(kClosed), Status(kPortRefused)});
-    Answer(p, kClose, {Status(kPortDone), Status(kClosed)});
+    Answer(p, kCloseBoard, {Status(kPortDone), Status(kClosed)});
     p.ReceiveUntilClosed();
   });
   Probed c(peer.Port());
