@@ -199,10 +199,13 @@ class BenchReader {
 
   BoardFaults ReadBoardFaults(const json& value, const std::string& path) const {
     Expect(value.is_object(), path, "expected an object");
-    CheckKeys(value, path, {"openRefused", "stopsRespondingAfter"});
+    CheckKeys(value, path, {"openRefused", "stopsRespondingAfter", "configurationStatus", "reportDelayMs"});
     BoardFaults faults;
     faults.openRefused = Bool(value, path, "openRefused", false);
     faults.stopsRespondingAfter = OptionalCount(value, path, "stopsRespondingAfter");
+    faults.configurationStatus = OptionalCount(value, path, "configurationStatus");
+    if (value.contains("reportDelayMs"))
+      faults.reportDelayMs = static_cast<int>(Unsigned(value["reportDelayMs"], Join(path, "reportDelayMs"), 60000));
     return faults;
   }
 
@@ -305,7 +308,8 @@ class BenchReader {
 
   DeviceFaults ReadDeviceFaults(const json& value, const std::string& path) const {
     Expect(value.is_object(), path, "expected an object");
-    CheckKeys(value, path, {"nackAfter", "shortRead", "arbitrationLost", "busTimeout", "protocolError", "vccDrop"});
+    CheckKeys(value, path, {"nackAfter", "shortRead", "arbitrationLost", "busTimeout", "protocolError", "vccDrop",
+                            "extraReadBytes", "extraAcks"});
     DeviceFaults faults;
     faults.nackAfter = OptionalCount(value, path, "nackAfter");
     faults.shortRead = OptionalCount(value, path, "shortRead");
@@ -314,6 +318,12 @@ class BenchReader {
     faults.protocolError = Bool(value, path, "protocolError", false);
     if (value.contains("vccDrop")) {
       faults.vccDrop = static_cast<int>(Unsigned(value["vccDrop"], Join(path, "vccDrop"), 999));
+    }
+    // Bounded: every byte clocked becomes nine reports.
+    for (const char* key : {"extraReadBytes", "extraAcks"}) {
+      if (!value.contains(key)) continue;
+      const int extra = static_cast<int>(Unsigned(value[key], Join(path, key), 4096));
+      (std::string(key) == "extraAcks" ? faults.extraAcks : faults.extraReadBytes) = extra;
     }
     return faults;
   }

@@ -24,6 +24,9 @@ struct DeviceFaults {
   bool busTimeout = false;
   bool protocolError = false;
   int vccDrop = -1;            // I2C Vcc in millivolts reported as the message begins
+  // Reports that claim more than happened, as a misbehaving scheduler might:
+  int extraReadBytes = -1;     // bytes a read clocks beyond the requested count before its NACK
+  int extraAcks = -1;          // bytes reported acknowledged after a write's last data byte
 };
 
 enum class DeviceKind { kEeprom, kRegisterFile, kTemperatureSensor };
@@ -41,6 +44,8 @@ struct BenchDevice {
 struct BoardFaults {
   bool openRefused = false;
   int stopsRespondingAfter = -1;  // transfers run before the board stops responding
+  int configurationStatus = -1;   // status that answers an accepted configuration instead of 30
+  int reportDelayMs = -1;         // a transfer's bus reports leave this much after its configuration answer
 };
 
 struct BenchBoard {

@@ -179,6 +179,11 @@ class BusEngine::Run_ {
       if (refused || !target->device->Write(byte)) return EndEarly(i, Outcome::kDataNack, target);
       EmitAck(true);
     }
+    // Acknowledged bytes that the master never sent: only a lying report.
+    for (int extra = 0; extra < target->faults.extraAcks; ++extra) {
+      EmitByte(0xFF, "FF");
+      EmitAck(true);
+    }
     return FinishMessage(i, target);
   }
 
@@ -189,6 +194,7 @@ class BusEngine::Run_ {
     EmitAck(true);
     std::uint32_t delivered = std::min({message.readCount, maxReadLength_, kMaxReadClocked});
     if (target->faults.shortRead >= 0) delivered = std::min(delivered, static_cast<std::uint32_t>(target->faults.shortRead));
+    if (target->faults.extraReadBytes > 0) delivered += static_cast<std::uint32_t>(target->faults.extraReadBytes);
     // The master acknowledges every byte but the last one it takes.
     for (std::uint32_t j = 0; j < delivered; ++j) {
       const std::uint8_t byte = target->device->Read();

@@ -26,7 +26,7 @@ struct SchedulerCore::Board {
 };
 
 SchedulerCore::SchedulerCore(const Bench& bench, const Clock& clock, Outbox& outbox)
-    : settings_(bench.scheduler), outbox_(outbox) {
+    : settings_(bench.scheduler), clock_(clock), outbox_(outbox) {
   for (const BenchBoard& setup : bench.boards) {
     boards_.push_back(std::make_unique<Board>(setup, clock));
     boardInfos_.push_back(setup.info);
@@ -67,6 +67,19 @@ void SchedulerCore::Receive(ClientId id, const SchedulerMessage& message) {
     case I2cScheduler::ToScheduler::kWriteData: CollectTransfer(id, client, message); break;
     default: break;  // unknown requests are ignored, as a code nobody knows
   }
+}
+
+std::optional<std::uint64_t> SchedulerCore::DeliverDue() {
+  const std::uint64_t now = clock_.NowMicros();
+  while (!delayed_.empty() && delayed_.front().dueMicros <= now) {
+    const Delayed& held = delayed_.front();
+    if (clients_.count(held.client) != 0) {
+      for (const SchedulerMessage& report : held.reports) outbox_.Send(held.client, report);
+    }
+    delayed_.pop_front();
+  }
+  if (delayed_.empty()) return std::nullopt;
+  return delayed_.front().dueMicros - now;
 }
 
 void SchedulerCore::Acknowledge(ClientId id, std::uint32_t value) {
@@ -179,7 +192,10 @@ void SchedulerCore::Configure(ClientId id, Client& client, const SchedulerMessag
                   std::to_string(bitrate) + " Hz, high-speed " + std::to_string(highSpeed) +
                   " Hz not supported: transfer dropped");
   }
-  Acknowledge(id, accepted ? I2cScheduler::MasterStatus::kConfigAccepted : I2cScheduler::MasterStatus::kConfigRejected);
+  const int acceptedStatus = board->setup.faults.configurationStatus;
+  Acknowledge(id, !accepted              ? I2cScheduler::MasterStatus::kConfigRejected
+                  : acceptedStatus >= 0 ? static_cast<std::uint32_t>(acceptedStatus)
+                                        : I2cScheduler::MasterStatus::kConfigAccepted);
 }
 
 void SchedulerCore::BoardLost(Board& board) {
@@ -204,7 +220,12 @@ void SchedulerCore::RunTransfer(ClientId id, Client& client, const BusTransfer& 
   Board& board = *client.board;
   ++board.transfersRun;
   TransferResult result = BusEngine(board.bus, board.setup.info.maxReadLength).Run(transfer);
-  for (const SchedulerMessage& report : result.reports) outbox_.Send(id, report);
+  const int delayMs = board.setup.faults.reportDelayMs;
+  if (delayMs >= 0) {
+    delayed_.push_back({clock_.NowMicros() + static_cast<std::uint64_t>(delayMs) * 1000, id, std::move(result.reports)});
+  } else {
+    for (const SchedulerMessage& report : result.reports) outbox_.Send(id, report);
+  }
   outbox_.Trace("client " + std::to_string(id) + " board " + std::to_string(board.setup.info.boardNumber) + ": " +
                 result.trace + " -> " + OutcomeText(result.outcome));
 }

@@ -6,8 +6,10 @@
 // records, which go to every client that has the board open.
 
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -45,6 +47,9 @@ class SchedulerCore {
   Greeting Connect(ClientId client);
   void Disconnect(ClientId client);
   void Receive(ClientId client, const I2cScheduler::SchedulerMessage& message);
+  // Sends the held-back reports whose time has come; returns the microseconds
+  // until the next ones are due, or nothing when none are held.
+  std::optional<std::uint64_t> DeliverDue();
 
   const SchedulerSettings& Settings() const { return settings_; }
   std::size_t ClientCount() const { return clients_.size(); }
@@ -69,8 +74,17 @@ class SchedulerCore {
   void Acknowledge(ClientId id, std::uint32_t value);
   void SendVcc(ClientId id, std::uint16_t millivolts);
 
+  // Bus reports of a board whose reports come late, in the order they are due.
+  struct Delayed {
+    std::uint64_t dueMicros;
+    ClientId client;
+    I2cScheduler::MessageQueue reports;
+  };
+
   SchedulerSettings settings_;
+  const Clock& clock_;
   Outbox& outbox_;
+  std::deque<Delayed> delayed_;
   std::vector<std::unique_ptr<Board>> boards_;
   std::vector<I2cApi::BoardInfo> boardInfos_;
   std::map<ClientId, Client> clients_;

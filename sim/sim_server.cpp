@@ -8,8 +8,10 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <optional>
 #include <vector>
 
 namespace zavik::I2cSim {
@@ -85,6 +87,7 @@ void SimServer::Serve(const volatile std::sig_atomic_t& stop) {
   std::vector<pollfd> fds;
   std::vector<ClientId> ids;
   while (stop == 0) {
+    const std::optional<std::uint64_t> nextDue = core_.DeliverDue();
     fds.clear();
     ids.clear();
     fds.push_back(pollfd{listener_, POLLIN, 0});
@@ -94,9 +97,10 @@ void SimServer::Serve(const volatile std::sig_atomic_t& stop) {
       fds.push_back(pollfd{connection->fd, events, 0});
       ids.push_back(id);
     }
-    // The timeout only bounds how late a signal between the check and the
-    // poll is noticed.
-    const int ready = ::poll(fds.data(), fds.size(), 200);
+    // The timeout bounds how late a signal between the check and the poll is
+    // noticed, and how late held-back reports leave.
+    const int timeoutMs = nextDue ? static_cast<int>(std::min<std::uint64_t>(200, (*nextDue + 999) / 1000)) : 200;
+    const int ready = ::poll(fds.data(), fds.size(), timeoutMs);
     if (ready < 0) {
       if (errno == EINTR) continue;
       break;

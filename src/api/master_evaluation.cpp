@@ -1,5 +1,7 @@
 #include "api/master_evaluation.h"
 
+#include <algorithm>
+
 #include "api/exceptions.h"
 
 namespace zavik::I2cApi {
@@ -25,7 +27,11 @@ void EvaluateWrite(const TransferStatus& entry, Cpp::CMasterMessageTx& message, 
   }
   const std::uint32_t addressBytes = message.GetAddress().IsTenBit() ? 2 : 1;
   const bool addressed = entry.count >= addressBytes;
-  message.SetAcknowledgedCount(addressed ? entry.count - addressBytes : 0);
+  // A scheduler may report more acknowledged bytes than were sent; hosts
+  // index their own buffers with this count, so it never exceeds the data.
+  const std::uint32_t acknowledged = addressed ? entry.count - addressBytes : 0;
+  message.SetAcknowledgedCount(
+      std::min<std::uint32_t>(acknowledged, static_cast<std::uint32_t>(message.GetData().size())));
   // A timeout keeps the count of what got through before it.
   if (entry.result == kResultBusTimeout) throw Cpp::CExceptionMasterTimeout();
   if (!addressed) throw Cpp::CExceptionMasterAddress(message);

@@ -70,6 +70,11 @@ void CMasterModule::Transfer(const MasterMessageList& messages) {
   if (messages.empty()) return;
   ValidateMasterList(client_.GetOpenedBoardInfo(), messages);
   ResetOutcomes(messages);
+  // The read messages belong to the caller and may be gone once Transfer
+  // has left, by any way out; tracking can still run on afterwards (a
+  // rejected configuration leaves it running), so it must never again
+  // reach into them.
+  const ReadDataDetacher detach{tracker_};
   SendTransfer(messages);
   // A rejected configuration leaves the running flag to tracking.
   AwaitConfiguration();

@@ -48,6 +48,13 @@ class CMasterModule : public BoardModule {
   const TransferStatus& WaitUntilFinished(std::size_t entry);
   std::uint16_t ReadVcc();
 
+  // Cuts every status entry loose from the caller's read messages when the
+  // transfer is left, normally or by an exception.
+  struct ReadDataDetacher {
+    MasterTracker& tracker;
+    ~ReadDataDetacher() { tracker.DetachReadData(); }
+  };
+
   CBoardClient& client_;
   std::uint32_t bitrate_ = 100000;
   std::uint32_t highSpeedBitrate_ = 0;

@@ -158,6 +158,10 @@ void MasterTracker::Start() {
   running_ = true;
 }
 
+void MasterTracker::DetachReadData() {
+  for (TransferStatus& entry : statuses_) entry.readData = nullptr;
+}
+
 void MasterTracker::HandleMessages(const MessageQueue& batch) {
   if (!running_) return;
   events_.clear();

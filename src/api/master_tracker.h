@@ -66,6 +66,8 @@ class MasterTracker {
   // Tracking starts at entry 0 and acts on batches until it is stopped.
   void Start();
   void Stop() { running_ = false; }
+  // Received bytes go nowhere from now on; phases and counts still move.
+  void DetachReadData();
 
   // One poll's batch of raw records. Ignored entirely (not even decoded)
   // while not running.

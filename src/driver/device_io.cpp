@@ -93,7 +93,7 @@ void RunTransferCommand(DeviceIoBlock* result, DeviceIoContext& context, std::ui
 
 std::uint32_t ReadCommand(const DeviceIoBlock* request, DeviceIoBlock* result, DeviceIoContext& context) {
   const CI2cAddress address(request->slaveAddress, false);
-  if (result->count < request->count || (result->buffer == nullptr && request->count > 0))
+  if (result->count < request->count || result->buffer == nullptr)
     throw CommandFailure{I2CZAVIK_STATUS_BUFFER_TOO_SMALL, "The given output buffer is to small."};
   if (request->count < 0) RefuseTransfer();
   if (request->regAddressCount > 0 && request->regAddress == nullptr) RefuseTransfer();
@@ -114,9 +114,12 @@ std::uint32_t ReadCommand(const DeviceIoBlock* request, DeviceIoBlock* result, D
   ApplyBitrate(master, request->bitrate);
   master.Transfer(list);
 
-  std::copy(read.GetData().begin(), read.GetData().end(), result->buffer);
+  // The last message ends only at the STOP, so the bus may deliver more than
+  // was asked for; the host's buffer is only known to hold the requested count.
+  const std::size_t copied = std::min<std::size_t>(read.GetData().size(), static_cast<std::size_t>(request->count));
+  std::copy_n(read.GetData().begin(), copied, result->buffer);
   const std::uint32_t written = request->regAddressCount > 0 ? registerWrite.GetTransferredCount() : 0;
-  return written + read.GetTransferredCount();
+  return written + static_cast<std::uint32_t>(copied);
 }
 
 std::uint32_t WriteCommand(const DeviceIoBlock* request, DeviceIoContext& context) {
@@ -202,16 +205,11 @@ void OpenCommand(DeviceIoBlock* result) {
 }
 
 void CloseCommand(DeviceIoBlock* request, DeviceIoBlock* result) {
-  std::shared_ptr<DeviceIoContext> context = UnregisterDeviceContext(request->context);
-  if (context != nullptr) {
-    // The client's destructor closes the board and the connection and
-    // swallows a scheduler that has gone; close itself never fails.
-    try {
-      context->client.reset();
-    } catch (...) {
-    }
-    request->context = nullptr;
-  }
+  // Close only unregisters the handle: a command that another thread is
+  // running on the device holds its own share of the context, and the client
+  // goes (closing the board and the connection, swallowing a scheduler that
+  // has gone) when the last share is dropped, here or when that command ends.
+  if (UnregisterDeviceContext(request->context) != nullptr) request->context = nullptr;
   result->status = I2CZAVIK_STATUS_SUCCESS;
 }
 
