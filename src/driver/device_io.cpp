@@ -13,6 +13,7 @@
 #include "api/master_message.h"
 #include "api/master_module.h"
 #include "driver/board_selection.h"
+#include "driver/client_factory.h"
 #include "driver/device_context_registry.h"
 #include "driver/outcome.h"
 #include "i2czavik.h"
@@ -184,7 +185,7 @@ void OpenCommand(DeviceIoBlock* result) {
   auto context = std::make_shared<DeviceIoContext>();
   result->context = RegisterDeviceContext(context);
   try {
-    context->client = std::make_unique<CBoardClient>();
+    context->client = MakeBoardClient();
     context->client->SetParallelPort(0, true);
     std::vector<BoardInfo> boards;
     context->client->EnumerateBoards(boards);

@@ -6,6 +6,7 @@
 
 #include "api/board_client.h"
 #include "driver/board_selection.h"
+#include "driver/client_factory.h"
 #include "driver/global_client.h"
 #include "driver/outcome.h"
 #include "i2czavik.h"
@@ -21,7 +22,7 @@ void ReplaceGlobalClient() {
   I2cApi::CBoardClient* old = GlobalClient();
   SetGlobalClient(nullptr);
   delete old;
-  SetGlobalClient(new I2cApi::CBoardClient());
+  SetGlobalClient(MakeBoardClient().release());
 }
 
 // False when the list holds no usable board; the new client stays global.
