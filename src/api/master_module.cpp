@@ -103,7 +103,7 @@ void CMasterModule::CheckNotRunning() const {
 
 void CMasterModule::SendTransfer(const MasterMessageList& messages) {
   records_.clear();
-  PlanTransfer(messages, bitrate_, highSpeedBitrate_, tracker_.Statuses(), records_);
+  PlanTransfer(messages, bitrate_, highSpeedBitrate_, tracker_.Statuses(), records_, plan_);
   tracker_.Start();
   for (const I2cScheduler::SchedulerMessage& record : records_) client_.SendMessage(record);
   records_.clear();
@@ -118,19 +118,17 @@ void CMasterModule::AwaitConfiguration() {
 // answer, the read behind it never starts, so its failure ends the transfer.
 void CMasterModule::EvaluateAll(const MasterMessageList& messages) {
   const VccReader vcc = [this] { return ReadVcc(); };
-  std::size_t k = 1;
-  for (CMasterMessage* message : messages) {
-    if (auto* write = dynamic_cast<CMasterMessageTx*>(message)) {
-      EvaluateWrite(WaitUntilFinished(k), *write, vcc);
-    } else if (auto* read = dynamic_cast<CMasterMessageRx*>(message)) {
-      if (NeedsAddressWrite(*read, tracker_.Statuses()[k - 1])) {
+  for (std::size_t i = 0; i < messages.size(); ++i) {
+    const PlannedMessage& planned = plan_[i];
+    if (auto* write = dynamic_cast<CMasterMessageTx*>(messages[i])) {
+      EvaluateWrite(WaitUntilFinished(planned.entry), *write, vcc);
+    } else if (auto* read = dynamic_cast<CMasterMessageRx*>(messages[i])) {
+      if (planned.addressWriteEntry != 0) {
         CMasterMessageTx addressOnly(read->GetAddress(), {});
-        EvaluateWrite(WaitUntilFinished(k), addressOnly, vcc);
-        ++k;
+        EvaluateWrite(WaitUntilFinished(planned.addressWriteEntry), addressOnly, vcc);
       }
-      EvaluateRead(WaitUntilFinished(k), *read, vcc);
+      EvaluateRead(WaitUntilFinished(planned.entry), *read, vcc);
     }
-    ++k;
   }
 }
 

@@ -10,6 +10,7 @@
 #include "api/board_module.h"
 #include "api/master_message.h"
 #include "api/master_tracker.h"
+#include "api/master_transfer_plan.h"
 #include "scheduler_link/scheduler_message.h"
 
 namespace zavik::I2cApi {
@@ -60,6 +61,7 @@ class CMasterModule : public BoardModule {
   std::uint32_t highSpeedBitrate_ = 0;
   MasterTracker tracker_;               // statuses, current entry, running flag, decoder
   I2cScheduler::MessageQueue records_;  // reused for every transfer
+  std::vector<PlannedMessage> plan_;    // where each message of the current transfer is tracked
 };
 
 }  // namespace zavik::I2cApi

@@ -88,15 +88,17 @@ SchedulerMessage Configuration(std::uint32_t bitrate, std::uint32_t highSpeedBit
   return record;
 }
 
-}  // namespace
-
+// A read from a 10-bit address that the entry before it did not address.
 bool NeedsAddressWrite(const CMasterMessageRx& read, const TransferStatus& previous) {
   return read.GetAddress().IsTenBit() && previous.address != TrackedAddress(read.GetAddress());
 }
 
+}  // namespace
+
 void PlanTransfer(const Cpp::MasterMessageList& messages, std::uint32_t bitrate, std::uint32_t highSpeedBitrate,
-                  std::vector<TransferStatus>& statuses, MessageQueue& records) {
+                  std::vector<TransferStatus>& statuses, MessageQueue& records, std::vector<PlannedMessage>& plan) {
   statuses.assign(messages.size() + 1, TransferStatus{});
+  plan.assign(messages.size(), PlannedMessage{});
   records.push_back(Configuration(bitrate, highSpeedBitrate));
   statuses[0] = Entry(kKindConfiguration, -1, 0, false);
 
@@ -110,10 +112,12 @@ void PlanTransfer(const Cpp::MasterMessageList& messages, std::uint32_t bitrate,
       if (NeedsAddressWrite(*read, statuses[k - 1])) {
         statuses.emplace_back();
         PlanWrite(CMasterMessageTx(read->GetAddress(), {}), false, statuses[k], records);
+        plan[i].addressWriteEntry = k;
         ++k;
       }
       PlanRead(*read, isLast, statuses[k], records);
     }
+    plan[i].entry = k;
   }
 }
 

@@ -16,13 +16,18 @@
 
 namespace zavik::I2cApi {
 
-// Replaces statuses with entry 0 (the configuration) and the entries of the
-// messages; appends the records to records.
-void PlanTransfer(const Cpp::MasterMessageList& messages, std::uint32_t bitrate, std::uint32_t highSpeedBitrate,
-                  std::vector<TransferStatus>& statuses, I2cScheduler::MessageQueue& records);
+// Where one message of the list is tracked: its status entry and, for a read
+// with an inserted address-only write in front of it, that write's entry.
+struct PlannedMessage {
+  std::size_t entry = 0;
+  std::size_t addressWriteEntry = 0;  // 0: none inserted
+};
 
-// True when a read must be preceded by an inserted address-only write: it goes
-// to a 10-bit address that the entry before it did not address.
-bool NeedsAddressWrite(const Cpp::CMasterMessageRx& read, const TransferStatus& previous);
+// Replaces statuses with entry 0 (the configuration) and the entries of the
+// messages; appends the records to records; replaces plan with one element
+// per message, in list order.
+void PlanTransfer(const Cpp::MasterMessageList& messages, std::uint32_t bitrate, std::uint32_t highSpeedBitrate,
+                  std::vector<TransferStatus>& statuses, I2cScheduler::MessageQueue& records,
+                  std::vector<PlannedMessage>& plan);
 
 }  // namespace zavik::I2cApi
