@@ -62,3 +62,10 @@ else()
     -Wl,--no-undefined)
   set_target_properties(i2czavik PROPERTIES LINK_DEPENDS ${PROJECT_SOURCE_DIR}/src/driver/i2czavik.map)
 endif()
+
+# The in-memory link (wire, channel, selector) through which tests and fuzz
+# targets connect a board client to a scheduler in the same process. It uses
+# the library's channel core but is not part of the library.
+file(GLOB I2CZAVIK_MEMORY_LINK_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/scheduler_link/memory/*.cpp)
+add_library(i2czavik_memory_link STATIC ${I2CZAVIK_MEMORY_LINK_SOURCES})
+target_link_libraries(i2czavik_memory_link PUBLIC i2czavik_static)

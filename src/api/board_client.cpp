@@ -1,6 +1,7 @@
 #include "api/board_client.h"
 
 #include <stdexcept>
+#include <utility>
 
 #include "api/bus_event_recorder.h"
 #include "api/bus_watcher.h"
@@ -28,10 +29,13 @@ constexpr std::size_t kGreetingBusy = 8;
 // throws, the members already made (modules, selectors, channel) are
 // destroyed by their owning pointers before the exception leaves, and with
 // no board open there is nothing to close.
-CBoardClient::CBoardClient(std::uint16_t port, const char* host) {
-  channel_ = I2cScheduler::CreateSocketChannel(port, host);
-  readSelector_ = I2cScheduler::CreateEndpointSelector();
-  readWriteSelector_ = I2cScheduler::CreateEndpointSelector();
+CBoardClient::CBoardClient(std::uint16_t port, const char* host)
+    : CBoardClient(I2cScheduler::ConnectSocketLink(port, host)) {}
+
+CBoardClient::CBoardClient(I2cScheduler::SchedulerLink link)
+    : channel_(std::move(link.channel)),
+      readSelector_(std::move(link.readSelector)),
+      readWriteSelector_(std::move(link.readWriteSelector)) {
   recorder_ = std::make_unique<BusEventRecorder>(*this);
   captureModule_ = std::make_unique<CaptureModule>(*this);
   masterModule_ = std::make_unique<CMasterModule>(*this);

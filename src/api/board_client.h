@@ -16,6 +16,7 @@
 #include "scheduler_link/endpoint.h"
 #include "scheduler_link/ipc.h"
 #include "scheduler_link/message_codes.h"
+#include "scheduler_link/scheduler_link.h"
 #include "scheduler_link/scheduler_message.h"
 #include "scheduler_link/select_endpoints.h"
 #include "scheduler_link/socket_platform.h"
@@ -33,6 +34,8 @@ class CBoardClient {
   // The exports always use 127.0.0.1:3000; tests pass an ephemeral port.
   explicit CBoardClient(std::uint16_t port = I2cScheduler::kSchedulerPort,
                         const char* host = I2cScheduler::kSchedulerHost);
+  // Over a given link, whose channel and selectors must all be set.
+  explicit CBoardClient(I2cScheduler::SchedulerLink link);
   // Never throws: see board_client.cpp for what happens when the board
   // cannot be closed any more.
   ~CBoardClient();

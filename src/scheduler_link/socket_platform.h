@@ -1,11 +1,12 @@
 #pragma once
 // The seam between the portable core and the operating system. Each backend
-// (win/, posix/) defines these; the build picks one.
+// (win/, posix/) defines the two Create functions; the build picks one.
 
 #include <cstdint>
 #include <memory>
 
 #include "scheduler_link/ipc.h"
+#include "scheduler_link/scheduler_link.h"
 #include "scheduler_link/select_endpoints.h"
 
 namespace zavik::I2cScheduler {
@@ -16,5 +17,8 @@ constexpr std::uint16_t kSchedulerPort = 3000;
 // A connected channel, or a closed one when the connection cannot be made.
 std::unique_ptr<CIpc> CreateSocketChannel(std::uint16_t port, const char* host);
 std::unique_ptr<CSelectEndpoints> CreateEndpointSelector();
+
+// A socket channel to host:port with its two selectors (defined in the core).
+SchedulerLink ConnectSocketLink(std::uint16_t port, const char* host);
 
 }  // namespace zavik::I2cScheduler

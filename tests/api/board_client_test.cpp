@@ -1,20 +1,24 @@
-// The board client against a scripted scheduler on an ephemeral port: the
-// greeting, the dispatch of batches, enumeration, open, close, the parallel
-// port, the "board does not respond" path and a connection that breaks.
+// The board client over in-memory links: against the simulated scheduler
+// where it can produce the case, against a script for records at odd moments,
+// broken lists and stray acknowledgements. Covers the greeting, the dispatch
+// of batches, enumeration, open, close, the parallel port, the "board does
+// not respond" path and a connection that breaks.
 
 #include "api/board_client.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "api/exceptions.h"
 #include "api/master_module.h"
+#include "board_entry_bytes.h"
 #include "scheduler_link/message_codes.h"
-#include "scripted_peer.h"
+#include "scripted_scheduler.h"
+#include "sim/in_process_scheduler.h"
 
 namespace zavik::I2cApi {
 namespace {
@@ -24,6 +28,7 @@ using namespace I2cScheduler::ToScheduler;
 using namespace I2cScheduler::Acknowledgement;
 using I2cScheduler::FromScheduler::kBoardListEnd;
 using I2cScheduler::FromScheduler::kI2cVcc;
+using I2cSim::InProcessScheduler;
 
 // What the probes in module slots 1, 2 and 4 saw, in call order.
 struct DispatchLog {
@@ -36,9 +41,9 @@ struct DispatchLog {
   std::vector<std::string> hooks;
 
   bool Saw(std::uint32_t code) const {
-    for (const Call& c : calls)
-      if (std::find(c.codes.begin(), c.codes.end(), code) != c.codes.end()) return true;
-    return false;
+    return std::any_of(calls.begin(), calls.end(), [code](const Call& c) {
+      return std::find(c.codes.begin(), c.codes.end(), code) != c.codes.end();
+    });
   }
 };
 
@@ -59,17 +64,17 @@ class Probe : public BoardModule {
   const CBoardClient& client_;
 };
 
-void AttachProbes(CBoardClient& client, DispatchLog& log) {
-  for (int slot : {1, 2, 4}) client.ReplaceModule(slot, std::make_unique<Probe>(slot, log, client));
-}
+constexpr std::int32_t kPass = 50000;
 
-// A client on the peer's port with probes in slots 1, 2 and 4.
+// A client over the link with probes in slots 1, 2 and 4.
 struct Probed {
-  explicit Probed(std::uint16_t port) : client(port) { AttachProbes(client, log); }
-  // Polls in short passes until the probes have seen the code.
+  explicit Probed(I2cScheduler::SchedulerLink link) : client(std::move(link)) {
+    for (int slot : {1, 2, 4}) client.ReplaceModule(slot, std::make_unique<Probe>(slot, log, client));
+  }
+  // Waits in short passes until the probes have seen the code.
   void WaitUntilSeen(std::uint32_t code) {
-    for (int pass = 0; pass < 100 && !log.Saw(code); ++pass) client.WaitForMessages(50000);
-    ASSERT_TRUE(log.Saw(code)) << "code " << code << " never arrived";
+    for (int pass = 0; pass < 10 && !log.Saw(code); ++pass) client.WaitForMessages(kPass);
+    EXPECT_TRUE(log.Saw(code)) << "code " << code << " never arrived";
   }
   std::vector<BoardInfo> Enumerate() {
     std::vector<BoardInfo> boards;
@@ -80,20 +85,29 @@ struct Probed {
   CBoardClient client;
 };
 
+const std::vector<std::string> kOpenHooks{"open 1", "open 2", "open 4"};
 const std::vector<std::uint8_t> kTwoBoards =
     Concatenate({EntryBytes::Board("first", 1, 2), EntryBytes::Board("second", 258, 3)});
 
-void Answer(PeerConnection& p, std::uint32_t request, std::initializer_list<SchedulerMessage> reply) {
-  p.Expect(request);
-  p.Send(reply);
+// The list, with more records in the same batch when given.
+ScriptedScheduler& ListAnswered(ScriptedScheduler& s, const std::vector<std::uint8_t>& stream = kTwoBoards,
+                                const Records& more = {}) {
+  return s.Answer(kBoardListRequest, BoardListRecords(stream) + more);
 }
-void AnswerList(PeerConnection& p, const std::vector<std::uint8_t>& stream = kTwoBoards) {
-  p.Expect(kBoardListRequest);
-  p.Send(BoardListRecords(stream));
+// Greeting, board list, open: the client enumerates and opens the first board.
+ScriptedScheduler& OpenAnswered(ScriptedScheduler& s) {
+  return ListAnswered(s.Send({Greeting()})).Answer(kOpenBoard, {Status(kOpened), Vcc(3300)});
 }
-void AnswerOpen(PeerConnection& p) { Answer(p, kOpenBoard, {Status(kOpened), Vcc(3300)}); }
-void AnswerClose(PeerConnection& p) { Answer(p, kCloseBoard, {Status(kClosed)}); }
-void AnswerPort(PeerConnection& p) { Answer(p, kParallelPort, {Status(kPortDone)}); }
+
+// Two boards: 1 type 2 and 258 type 3.
+I2cSim::Bench TwoBoards() {
+  I2cSim::Bench bench = I2cSim::DefaultBench();
+  bench.boards.push_back(bench.boards[0]);
+  bench.boards[1].info.name = "second";
+  bench.boards[1].info.boardNumber = 258;
+  bench.boards[1].info.boardType = 3;
+  return bench;
+}
 
 BoardInfo Board(std::uint16_t number, std::uint32_t type) {
   BoardInfo board;
@@ -103,21 +117,20 @@ BoardInfo Board(std::uint16_t number, std::uint32_t type) {
 }
 
 // The texts of the refusals are shown end to end through UrdOpen.
-TEST(BoardClientGreeting, VersionBuildAndBusyFlag) {
+TEST(BoardClientGreeting, MajorAndMinorMustBe16BusyFlagMustNotBe1) {
   enum Outcome { kAccepted, kWrongVersion, kBusy };
   const std::vector<std::pair<SchedulerMessage, Outcome>> cases{
       {Greeting(1, 6, 0, 2), kAccepted},  // byte 8 other than 1 is not busy
-      {Greeting(1, 6, 255), kAccepted},     {Greeting(1, 5, 9), kWrongVersion},
-      {Greeting(2, 6, 0), kWrongVersion},   {Greeting(1, 6, 0, 1), kBusy},
+      {Greeting(1, 6, 255), kAccepted},   {Greeting(1, 5, 9), kWrongVersion},
+      {Greeting(1, 7, 0), kWrongVersion}, {Greeting(2, 6, 0), kWrongVersion},
+      {Greeting(1, 6, 0, 1), kBusy},
   };
   for (const auto& [greeting, outcome] : cases) {
-    ScriptedPeer peer([&greeting](PeerConnection& p) {
-      p.Send({greeting});
-      EXPECT_TRUE(p.ReceiveUntilClosed().empty()) << "nothing is sent after the greeting";
-    });
+    ScriptedScheduler s;  // sends nothing more: the client must send nothing either
+    s.Send({greeting});
     Outcome seen = kAccepted;
     try {
-      CBoardClient client(peer.Port());
+      CBoardClient client(s.Connect());
     } catch (const Cpp::CExceptionSchedulerVersion&) {
       seen = kWrongVersion;
     } catch (const Cpp::CExceptionSchedulerBusy&) {
@@ -127,29 +140,32 @@ TEST(BoardClientGreeting, VersionBuildAndBusyFlag) {
   }
 }
 
-TEST(BoardClientGreeting, MissingOrLateScheduler) {
-  EXPECT_THROW(CBoardClient client(UnusedPort()), Cpp::CExceptionIo);
-  ScriptedPeer closesAtOnce([](PeerConnection&) {});
-  EXPECT_THROW(CBoardClient client(closesAtOnce.Port()), Cpp::CExceptionIo);
-  ScriptedPeer late([](PeerConnection& p) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(1500));  // more than one waiting pass
-    p.Send({Greeting(), Status(kBoardLost), Record(kBoardListEnd)});
-    p.ReceiveUntilClosed();
-  });
-  CBoardClient client(late.Port());
-  EXPECT_NO_THROW(client.WaitForMessages(100000)) << "the 46 must have gone with the greeting";
+TEST(BoardClientGreeting, ClosedBeforeItOrLateWithRecordsThatAreDropped) {
+  ScriptedScheduler closes;
+  closes.Hangup();
+  EXPECT_THROW(CBoardClient client(closes.Connect()), Cpp::CExceptionIo);
+
+  ScriptedScheduler late;
+  late.Pause().Send({Greeting(), Status(kBoardLost), Record(kBoardListEnd)}).Pause();
+  CBoardClient client(late.Connect());
+  EXPECT_NO_THROW(client.WaitForMessages(kPass)) << "the 46 must have gone with the greeting";
+}
+
+TEST(BoardClientGreeting, SchedulerBusyBeyondItsClientLimit) {
+  I2cSim::Bench bench = I2cSim::DefaultBench();
+  bench.scheduler.maxClients = 1;
+  InProcessScheduler sim(bench);
+  auto first = std::make_unique<CBoardClient>(sim.Connect());
+  EXPECT_THROW(CBoardClient second(sim.Connect()), Cpp::CExceptionSchedulerBusy);
+  first.reset();
+  EXPECT_NO_THROW(CBoardClient third(sim.Connect())) << "a closed client frees its place";
 }
 
 TEST(BoardClientDispatch, EveryBatchReachesTheModulesInSlotOrder) {
-  ScriptedPeer peer([](PeerConnection& p) {
-    p.Send({Greeting()});
-    p.AwaitClient();
-    p.Send({Record(5), Record(7), Record(99), Status(30)});
-    p.ReceiveUntilClosed();
-  });
-  Probed c(peer.Port());
-  peer.ClientReady();
-  c.WaitUntilSeen(99);
+  ScriptedScheduler s;
+  Probed c(s.Send({Greeting()}).Connect());
+  s.Send({Record(5), Record(7), Record(99), Status(30)});
+  c.client.WaitForMessages(kPass);
   ASSERT_EQ(c.log.calls.size(), 3u);
   for (std::size_t i = 0; i < 3; ++i) {
     EXPECT_EQ(c.log.calls[i].codes, (std::vector<std::uint32_t>{5, 7, 99, 13}));
@@ -158,135 +174,87 @@ TEST(BoardClientDispatch, EveryBatchReachesTheModulesInSlotOrder) {
 }
 
 TEST(BoardClientDispatch, BoardLostWithoutOpenBoardSendsNothingAndStopsTheBatch) {
-  ScriptedPeer peer([](PeerConnection& p) {
-    p.Send({Greeting()});
-    p.AwaitClient();
-    p.Send({Status(kBoardLost), Record(5)});
-    AnswerPort(p);  // the first record the client sends: no close request before it
-    p.Send({Record(6)});
-    p.ReceiveUntilClosed();
-  });
-  Probed c(peer.Port());
-  peer.ClientReady();
-  EXPECT_THROW(for (int pass = 0; pass < 100; ++pass) c.client.WaitForMessages(50000), Cpp::CExceptionHardwareIo);
+  ScriptedScheduler s;
+  Probed c(s.Send({Greeting()}).Connect());
+  s.Send({Status(kBoardLost), Record(5)});
+  EXPECT_THROW(c.client.WaitForMessages(kPass), Cpp::CExceptionHardwareIo);
   EXPECT_TRUE(c.log.calls.empty()) << "modules after the status handler must not see that batch";
+  s.Answer(kParallelPort, {Status(kPortDone), Record(6)});  // no close request before it
   c.client.SetParallelPort(0, true);
-  c.WaitUntilSeen(6);
+  EXPECT_TRUE(c.log.Saw(6));
   EXPECT_FALSE(c.log.Saw(5));
 }
 
 TEST(BoardClientDispatch, BoardLostWithOpenBoardClosesItFromInsideThePoll) {
-  ScriptedPeer peer([](PeerConnection& p) {
-    p.Send({Greeting()});
-    AnswerList(p);
-    AnswerOpen(p);
-    p.Send({Status(kBoardLost), Vcc(1)});
-    AnswerClose(p);
-    EXPECT_TRUE(p.ReceiveUntilClosed().empty()) << "the board was closed already";
-  });
-  Probed c(peer.Port());
+  ScriptedScheduler s;
+  Probed c(OpenAnswered(s).Connect());
   c.client.OpenBoard(c.Enumerate().at(0));
   c.log = {};
-  EXPECT_THROW(for (int pass = 0; pass < 100; ++pass) c.client.WaitForMessages(50000), Cpp::CExceptionHardwareIo);
+  s.Send({Status(kBoardLost), Vcc(1)}).Answer(kCloseBoard, {Status(kClosed)});
+  EXPECT_THROW(c.client.WaitForMessages(kPass), Cpp::CExceptionHardwareIo);
   EXPECT_FALSE(c.client.IsBoardOpen());
   EXPECT_EQ(c.log.hooks, (std::vector<std::string>{"close 1", "close 2", "close 4"}));
   EXPECT_FALSE(c.log.Saw(kI2cVcc)) << "saw the lost batch";
 }
 
 TEST(BoardClientDispatch, ListHandlerTakesTheListBeforeTheStatusHandlerThrows) {
-  ScriptedPeer peer([](PeerConnection& p) {
-    p.Send({Greeting()});
-    p.Expect(kBoardListRequest);
-    std::vector<SchedulerMessage> records = BoardListRecords(kTwoBoards);
-    records.push_back(Status(kBoardLost));
-    p.Send(records);
-    AnswerOpen(p);  // no second list request: the list was kept
-    AnswerClose(p);
-    p.ReceiveUntilClosed();
-  });
-  CBoardClient client(peer.Port());
+  ScriptedScheduler s;
+  ListAnswered(s.Send({Greeting()}), kTwoBoards, {Status(kBoardLost)});
+  CBoardClient client(s.Connect());
   std::vector<BoardInfo> boards;
   EXPECT_THROW(client.EnumerateBoards(boards), Cpp::CExceptionHardwareIo);
   EXPECT_TRUE(boards.empty());
-  client.OpenBoard(Board(258, 3));
+  s.Answer(kOpenBoard, {Status(kOpened), Vcc(3300)}).Answer(kCloseBoard, {Status(kClosed)});
+  client.OpenBoard(Board(258, 3));  // no second list request: the list was kept
   EXPECT_EQ(client.GetOpenedBoardInfo().name, "second");
 }
 
-TEST(BoardClientEnumeration, ListInManySmallPiecesKeepsStreamOrder) {
-  ScriptedPeer peer([](PeerConnection& p) {
-    p.Send({Greeting()});
-    p.Expect(kBoardListRequest);
-    std::vector<std::uint8_t> bytes;
-    for (const SchedulerMessage& m : BoardListRecords(kTwoBoards)) bytes.insert(bytes.end(), m.bytes, m.bytes + 13);
-    // Pieces of 1 to 40 bytes cut records anywhere; pauses split the batches.
-    for (std::size_t at = 0, piece = 0, n = 0; at < bytes.size(); at += n, ++piece) {
-      n = std::min<std::size_t>(1 + (piece * 7) % 40, bytes.size() - at);
-      p.SendBytes(bytes.data() + at, n);
-      if (piece % 200 == 0) std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    p.ReceiveUntilClosed();
-  });
-  Probed c(peer.Port());
+TEST(BoardClientEnumeration, ListInSmallPiecesKeepsStreamOrder) {
+  I2cSim::Bench bench = TwoBoards();
+  bench.scheduler.outputChunkBytes = 7;  // every piece its own read, records cut anywhere
+  InProcessScheduler sim(bench);
+  Probed c(sim.Connect());
   const std::vector<BoardInfo> boards = c.Enumerate();
   ASSERT_EQ(boards.size(), 2u);
-  EXPECT_EQ(boards[0].name, "first");
+  EXPECT_EQ(boards[0].name, "Sim I2C Board");
   EXPECT_EQ(boards[1].name, "second");
   EXPECT_EQ(boards[1].boardNumber, 258);
-  EXPECT_EQ(boards[1].bitrates, std::vector<std::uint32_t>{100000});
+  EXPECT_EQ(boards[1].bitrates, bench.boards[0].info.bitrates);
+  EXPECT_GT(c.log.calls.size(), 3 * 1000u) << "the list did not come in small batches";
 }
 
 TEST(BoardClientEnumeration, IncompleteOrAbsentEntriesGiveNoBoard) {
   const std::vector<std::uint8_t> shortOfAnEntry(kBoardEntrySize / 9 * 9, 1);  // no padding completes it
-  ScriptedPeer peer([&](PeerConnection& p) {
-    p.Send({Greeting()});
-    AnswerList(p, {});
-    AnswerList(p, shortOfAnEntry);
-    p.Expect(kBoardListRequest);
-    p.Send(BoardListRecords(kTwoBoards, 2 * kBoardEntrySize + 1000));  // more announced than sent
-    AnswerList(p);
-    p.ReceiveUntilClosed();
-  });
-  Probed c(peer.Port());
+  ScriptedScheduler s;
+  ListAnswered(ListAnswered(s.Send({Greeting()}), {}), shortOfAnEntry);
+  s.Answer(kBoardListRequest, BoardListRecords(kTwoBoards, 2 * kBoardEntrySize + 1000));  // more announced than sent
+  ListAnswered(s);
+  Probed c(s.Connect());
   for (int i = 0; i < 3; ++i) EXPECT_TRUE(c.Enumerate().empty()) << i;
   EXPECT_EQ(c.Enumerate().size(), 2u) << "leftover bytes of earlier lists must not linger";
 }
 
 TEST(BoardClientEnumeration, ListRecordsWhileNotEnumeratingChangeNothing) {
-  ScriptedPeer peer([](PeerConnection& p) {
-    p.Send({Greeting()});
-    p.AwaitClient();
-    p.Send(BoardListRecords(kTwoBoards));  // unasked
-    p.Send({Record(99)});
-    AnswerOpen(p);
-    // The unasked list was ignored, so the opened board is looked up afresh.
-    AnswerList(p, Concatenate({EntryBytes::Board("refreshed", 1, 2)}));
-    AnswerClose(p);
-    p.ReceiveUntilClosed();
-  });
-  Probed c(peer.Port());
-  peer.ClientReady();
+  ScriptedScheduler s;
+  Probed c(s.Send({Greeting()}).Connect());
+  s.Send(BoardListRecords(kTwoBoards) + Records{Record(99)});
   c.WaitUntilSeen(99);
+  // The unasked list was ignored, so the opened board is looked up afresh.
+  s.Answer(kOpenBoard, {Status(kOpened), Vcc(3300)});
+  ListAnswered(s, Concatenate({EntryBytes::Board("refreshed", 1, 2)})).Answer(kCloseBoard, {Status(kClosed)});
   c.client.OpenBoard(Board(1, 2));
   EXPECT_EQ(c.client.GetOpenedBoardInfo().name, "refreshed");
 }
 
 TEST(BoardClientOpen, RequestCarriesNumberLittleEndianAndTypeByte) {
-  ScriptedPeer peer([](PeerConnection& p) {
-    p.Send({Greeting()});
-    AnswerList(p);
-    const SchedulerMessage request = p.Expect(kOpenBoard);
-    EXPECT_EQ(request.Byte(4), 2);
-    EXPECT_EQ(request.Byte(5), 1);
-    EXPECT_EQ(request.Byte(6), 3);
-    p.Send({Vcc(3300), Status(kOpened)});
-    AnswerClose(p);
-    p.ReceiveUntilClosed();
-  });
-  Probed c(peer.Port());
+  ScriptedScheduler s;
+  ListAnswered(s.Send({Greeting()})).Expect(kOpenBoard, {2, 1, 3}).Send({Vcc(3300), Status(kOpened)});
+  s.Answer(kCloseBoard, {Status(kClosed)});
+  Probed c(s.Connect());
   c.client.OpenBoard(c.Enumerate().at(1));
   EXPECT_TRUE(c.client.IsBoardOpen());
   EXPECT_EQ(c.client.GetI2cVcc(), 3300);
-  EXPECT_EQ(c.log.hooks, (std::vector<std::string>{"open 1", "open 2", "open 4"}));
+  EXPECT_EQ(c.log.hooks, kOpenHooks);
   c.client.CloseBoard();
   EXPECT_FALSE(c.client.IsBoardOpen());
   ASSERT_FALSE(c.log.calls.empty());
@@ -294,46 +262,30 @@ TEST(BoardClientOpen, RequestCarriesNumberLittleEndianAndTypeByte) {
 }
 
 TEST(BoardClientOpen, VccReportCountsOnlyAfterTheRequest) {
-  ScriptedPeer peer([](PeerConnection& p) {
-    p.Send({Greeting()});
-    AnswerList(p);
-    p.Send({Vcc(1800)});  // before the request: does not count
-    Answer(p, kOpenBoard, {Status(kOpened)});
-    p.ExpectSilence(300);  // the client still waits for a Vcc report
-    p.Send({Vcc(3300)});
-    AnswerPort(p);
-    AnswerClose(p);
-    Answer(p, kOpenBoard, {Vcc(2500)});  // after the request, before the acknowledgement: counts
-    p.Send({Status(kOpened)});
-    AnswerPort(p);
-    AnswerClose(p);
-    p.ReceiveUntilClosed();
-  });
-  Probed c(peer.Port());
+  ScriptedScheduler s;
+  ListAnswered(s.Send({Greeting()}), kTwoBoards, {Vcc(1800)});  // before the request: does not count
+  s.Answer(kOpenBoard, {Status(kOpened)}).Pause().Send({Vcc(3300)});  // the client waits for a Vcc report
+  s.Answer(kCloseBoard, {Status(kClosed)});
+  s.Answer(kOpenBoard, {Vcc(2500)}).Send({Status(kOpened)});  // after the request, before the acknowledgement
+  s.Answer(kCloseBoard, {Status(kClosed)});
+  Probed c(s.Connect());
   const std::vector<BoardInfo> boards = c.Enumerate();
-  c.WaitUntilSeen(kI2cVcc);
   for (int vcc : {3300, 2500}) {
     c.client.OpenBoard(boards.at(0));
     EXPECT_EQ(c.client.GetI2cVcc(), vcc);
-    c.client.SetParallelPort(0, true);  // the peer has seen everything the open sent
     c.client.CloseBoard();
   }
 }
 
 TEST(BoardClientOpen, StrayAcknowledgementsAreNotQueuedAndUnawaitedOnesAreDropped) {
-  ScriptedPeer peer([](PeerConnection& p) {
-    p.Send({Greeting()});
-    AnswerList(p);
-    p.Send({Status(kOpened), Record(99)});  // nobody collects: must not count for the open below
-    Answer(p, kOpenBoard, {Vcc(3300), Status(kOpenRefused)});
-    Answer(p, kOpenBoard, {Status(kClosed), Status(kPortDone), Status(77), Vcc(3300), Status(kOpened)});
-    Answer(p, kParallelPort, {Status(kOpened), Status(kClosed), Status(kPortRefused)});
-    Answer(p, kCloseBoard, {Status(kPortDone), Status(kClosed)});
-    p.ReceiveUntilClosed();
-  });
-  Probed c(peer.Port());
+  ScriptedScheduler s;
+  ListAnswered(s.Send({Greeting()}), kTwoBoards, {Status(kOpened)});  // nobody collects: must not count below
+  s.Answer(kOpenBoard, {Vcc(3300), Status(kOpenRefused)});
+  s.Answer(kOpenBoard, {Status(kClosed), Status(kPortDone), Status(77), Vcc(3300), Status(kOpened)});
+  s.Answer(kParallelPort, {Status(kOpened), Status(kClosed), Status(kPortRefused)});
+  s.Answer(kCloseBoard, {Status(kPortDone), Status(kClosed)});
+  Probed c(s.Connect());
   const std::vector<BoardInfo> boards = c.Enumerate();
-  c.WaitUntilSeen(99);
   EXPECT_THROW(c.client.OpenBoard(boards.at(0)), Cpp::CExceptionOpen);
   EXPECT_FALSE(c.client.IsBoardOpen());
   c.client.OpenBoard(boards.at(0));
@@ -343,29 +295,29 @@ TEST(BoardClientOpen, StrayAcknowledgementsAreNotQueuedAndUnawaitedOnesAreDroppe
   EXPECT_FALSE(c.client.IsBoardOpen());
 }
 
+std::vector<std::uint32_t> Codes(const std::vector<SchedulerMessage>& records) {
+  std::vector<std::uint32_t> codes;
+  for (const SchedulerMessage& r : records) codes.push_back(r.Code());
+  return codes;
+}
+
 TEST(BoardClientOpen, SameBoardSendsNothingOtherBoardClosesFirst) {
-  ScriptedPeer peer([](PeerConnection& p) {
-    p.Send({Greeting()});
-    AnswerList(p);
-    AnswerOpen(p);
-    AnswerClose(p);  // the first thing after the repeated open of the same board
-    AnswerOpen(p);
-    AnswerClose(p);  // destruction
-    p.ReceiveUntilClosed();
-  });
+  InProcessScheduler sim(TwoBoards());
   DispatchLog log;
-  auto client = std::make_unique<CBoardClient>(peer.Port());
-  AttachProbes(*client, log);
-  std::vector<BoardInfo> boards;
-  client->EnumerateBoards(boards);
-  client->OpenBoard(boards.at(0));
-  client->OpenBoard(boards.at(0));
-  EXPECT_EQ(log.hooks.size(), 3u) << "no hook for the board that is already open";
-  client->OpenBoard(boards.at(1));
-  EXPECT_EQ(log.hooks, (std::vector<std::string>{"open 1", "open 2", "open 4", "close 1", "close 2", "close 4",
-                                                 "open 1", "open 2", "open 4"}));
-  EXPECT_EQ(client->GetOpenedBoardInfo().boardNumber, 258);
-  client.reset();  // closes the board, without hooks
+  {
+    Probed c(sim.Connect());
+    const std::vector<BoardInfo> boards = c.Enumerate();
+    c.client.OpenBoard(boards.at(0));
+    c.client.OpenBoard(boards.at(0));
+    EXPECT_EQ(c.log.hooks, kOpenHooks) << "no hook for the board that is already open";
+    c.client.OpenBoard(boards.at(1));
+    EXPECT_EQ(c.log.hooks, (std::vector<std::string>{"open 1", "open 2", "open 4", "close 1", "close 2", "close 4",
+                                                     "open 1", "open 2", "open 4"}));
+    EXPECT_EQ(c.client.GetOpenedBoardInfo().boardNumber, 258);
+    log = c.log;
+  }  // destruction closes the board, without hooks
+  EXPECT_EQ(Codes(sim.Received(1)), (std::vector<std::uint32_t>{kBoardListRequest, kOpenBoard, kCloseBoard,
+                                                                 kOpenBoard, kCloseBoard}));
   EXPECT_EQ(log.hooks.size(), 9u);
 }
 
@@ -387,19 +339,10 @@ TEST(BoardClientOpen, VersionCheckComparesSharedLabelsInMapOrder) {
 }
 
 TEST(BoardClientParallelPort, PortRangeAndRequestBytesAndNothingToClose) {
-  ScriptedPeer peer([](PeerConnection& p) {
-    p.Send({Greeting()});
-    SchedulerMessage request = p.Expect(kParallelPort);
-    EXPECT_EQ(request.Byte(4), 0);
-    EXPECT_EQ(request.Byte(5), 1);
-    p.Send({Status(kPortDone)});
-    request = p.Expect(kParallelPort);
-    EXPECT_EQ(request.Byte(4), 2);
-    EXPECT_EQ(request.Byte(5), 0);
-    p.Send({Status(kPortRefused)});
-    EXPECT_TRUE(p.ReceiveUntilClosed().empty());
-  });
-  CBoardClient client(peer.Port());
+  ScriptedScheduler s;
+  s.Send({Greeting()}).Expect(kParallelPort, {0, 1}).Send({Status(kPortDone)});
+  s.Expect(kParallelPort, {2, 0}).Send({Status(kPortRefused)});
+  CBoardClient client(s.Connect());
   client.CloseBoard();  // no board open: sends nothing, the first record is the port command
   EXPECT_THROW(client.SetParallelPort(3, true), Cpp::CExceptionParallelPort);
   EXPECT_THROW(client.SetParallelPort(-1, true), Cpp::CExceptionParallelPort);
@@ -407,19 +350,19 @@ TEST(BoardClientParallelPort, PortRangeAndRequestBytesAndNothingToClose) {
   EXPECT_THROW(client.SetParallelPort(2, false), Cpp::CExceptionParallelPort);
 }
 
-// The peer answers the list and the open request, then goes away.
-void OpenThenLeave(PeerConnection& p) {
-  p.Send({Greeting()});
-  AnswerList(p);
-  AnswerOpen(p);
+// A scheduler that closes the connection once it has answered the list and
+// the open request.
+I2cSim::Bench LeavesAfterTheOpen() {
+  I2cSim::Bench bench = I2cSim::DefaultBench();
+  bench.scheduler.closeAfterMessages = 2;
+  return bench;
 }
 
 TEST(BoardClientBroken, ConnectionLostWhileOpenLeavesNoBoard) {
-  ScriptedPeer peer(OpenThenLeave);
-  Probed c(peer.Port());
+  InProcessScheduler sim(LeavesAfterTheOpen());
+  Probed c(sim.Connect());
   c.client.OpenBoard(c.Enumerate().at(0));
-  peer.Join();
-  EXPECT_THROW(for (int pass = 0; pass < 100; ++pass) c.client.WaitForMessages(50000), Cpp::CExceptionIo);
+  EXPECT_THROW(c.client.WaitForMessages(kPass), Cpp::CExceptionIo);
   EXPECT_FALSE(c.client.IsBoardOpen());
   // Operations that need only an open board.
   EXPECT_THROW(c.client.GetOpenedBoardInfo(), Cpp::CExceptionDeviceOpen);
@@ -437,14 +380,21 @@ TEST(BoardClientBroken, ConnectionLostWhileOpenLeavesNoBoard) {
 }
 
 TEST(BoardClientBroken, DestructionWithOpenBoardAndSchedulerGoneDoesNotThrow) {
-  ScriptedPeer peer(OpenThenLeave);
-  auto client = std::make_unique<CBoardClient>(peer.Port());
+  InProcessScheduler sim(LeavesAfterTheOpen());
+  auto client = std::make_unique<CBoardClient>(sim.Connect());
   std::vector<BoardInfo> boards;
   client->EnumerateBoards(boards);
   client->OpenBoard(boards.at(0));
-  peer.Join();
   EXPECT_TRUE(client->IsBoardOpen()) << "nothing has noticed the break yet";
   EXPECT_NO_THROW(client.reset());
+}
+
+TEST(BoardClientBroken, AWaitThatCanNeverEndFailsInsteadOfHanging) {
+  InProcessScheduler sim;
+  CBoardClient client(sim.Connect());
+  EXPECT_THROW(for (;;) client.WaitForMessages(kAnswerPassMicroseconds), Cpp::CExceptionIo);
+  EXPECT_TRUE(sim.Stalled());
+  EXPECT_GT(sim.Clock().NowMicros(), InProcessScheduler::kStallMicros) << "each wait advances the clock";
 }
 
 }  // namespace

@@ -34,7 +34,7 @@ class EepromTest : public ::testing::Test {
     return out;
   }
 
-  SimTest::FakeClock clock;
+  HandClock clock;
   Eeprom small{EepromConfig{1, 256, 8, 0}, clock};        // 24C02 style, 8-byte pages
   Eeprom large{EepromConfig{2, 65536, 64, 5000}, clock};  // 24C32 style, 5 ms write cycle
 };
@@ -68,9 +68,9 @@ TEST_F(EepromTest, PointerRulesAndSequentialReadsWrappingTheWholeMemory) {
 TEST_F(EepromTest, WriteCycleNacksTheAddressUntilItEnds) {
   EXPECT_EQ(WriteMessage(large, {0x01, 0x00, 0x42}), (std::vector<bool>{true, true, true, true}));
   EXPECT_FALSE(large.Select(false));
-  clock.now += 4999;
+  clock.Advance(4999);
   EXPECT_FALSE(large.Select(true));
-  clock.now += 1;
+  clock.Advance(1);
   WriteMessage(large, {0x01, 0x00});  // setting the pointer alone starts no write cycle
   EXPECT_EQ(ReadMessage(large, 1), (Bytes{0x42}));
 }

@@ -83,7 +83,7 @@ class SchedulerCoreTest : public ::testing::Test {
   }
 
   Bench bench = DefaultBench();
-  FakeClock clock;
+  HandClock clock;
   RecordingOutbox outbox;
   std::unique_ptr<SchedulerCore> core;
 };

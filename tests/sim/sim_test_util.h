@@ -1,5 +1,5 @@
 #pragma once
-// Helpers shared by the simulator tests: a clock advanced by hand, request
+// Helpers shared by the simulator tests: request
 // records as the library sends them, and a compact rendering of what the
 // scheduler answers, to compare with sequences worked out by hand.
 
@@ -14,12 +14,6 @@ namespace zavik::I2cSim::SimTest {
 
 using I2cScheduler::MessageQueue;
 using I2cScheduler::SchedulerMessage;
-
-class FakeClock : public Clock {
- public:
-  std::uint64_t NowMicros() const override { return now; }
-  std::uint64_t now = 1000;
-};
 
 // 16/17 {address, count, last}.
 inline SchedulerMessage Header(std::uint32_t code, std::uint8_t address, std::uint32_t count, bool last) {

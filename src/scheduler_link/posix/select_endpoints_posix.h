@@ -1,28 +1,23 @@
 #pragma once
 // Waits with poll() on the readiness signals of the watched endpoints.
 
+#include <poll.h>
+
 #include <vector>
 
 #include "scheduler_link/posix/readiness_signal.h"
-#include "scheduler_link/select_endpoints.h"
+#include "scheduler_link/select_endpoints_base.h"
 
 namespace zavik::I2cScheduler {
 
-class CSelectEndpointsPosix : public CSelectEndpoints {
+class CSelectEndpointsPosix : public CSelectEndpointsBase {
  public:
   CSelectEndpointsPosix() = default;
-  void Clear() override;
-  void SetReadEndpoints(EndpointList* list) override;
-  void SetWriteEndpoints(EndpointList* list) override;
-  bool Wait(std::int32_t timeoutMicroseconds) override;
 
  private:
-  void RebuildHandles();
-  std::size_t MarkIdle(EndpointList* list, std::size_t k, bool readDirection);
+  void WaitForAny(std::int32_t milliseconds) override;
+  bool IsSignalled(std::size_t index) override;
 
-  EndpointList* readList_ = nullptr;
-  EndpointList* writeList_ = nullptr;
-  std::vector<EventHandle> handles_;
   std::vector<pollfd> pollSet_;
 };
 
