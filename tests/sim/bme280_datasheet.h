@@ -1,10 +1,10 @@
 #pragma once
-// The BME280 datasheet's compensation formulas, copied from its section on
-// data readout, in the 32-bit integer and the double-precision versions, fed
-// with the calibration registers as a driver reads them. The simulator's model
-// is checked against these, never against its own arithmetic. Left shifts of
-// values that can be negative are written as multiplications (the same in
-// two's complement, but defined behaviour in C++17).
+// The BME280 datasheet's compensation formulas in their 32-bit integer
+// version, copied from the datasheet, fed with the calibration registers as a
+// driver reads them. The model solves its readings with the double-precision
+// version; these independent formulas check it. Left shifts of values that can
+// be negative are written as multiplications (the same in two's complement,
+// but defined behaviour in C++17).
 
 #include <cstdint>
 
@@ -24,23 +24,14 @@ struct Trimming {
 inline Trimming Parse(const std::uint8_t* low, const std::uint8_t* high) {
   auto u16 = [](const std::uint8_t* p) { return static_cast<std::uint16_t>(p[0] | p[1] << 8); };
   auto s16 = [&](const std::uint8_t* p) { return static_cast<std::int16_t>(u16(p)); };
-  Trimming t{};
-  t.T1 = u16(low);
-  t.T2 = s16(low + 2);
-  t.T3 = s16(low + 4);
-  t.P1 = u16(low + 6);
-  std::int16_t* p[] = {&t.P2, &t.P3, &t.P4, &t.P5, &t.P6, &t.P7, &t.P8, &t.P9};
-  for (int i = 0; i < 8; ++i) *p[i] = s16(low + 8 + 2 * i);
-  t.H1 = low[25];
-  t.H2 = s16(high);
-  t.H3 = high[2];
-  t.H4 = static_cast<std::int16_t>(static_cast<std::int8_t>(high[3]) * 16 | (high[4] & 0x0F));
-  t.H5 = static_cast<std::int16_t>(static_cast<std::int8_t>(high[5]) * 16 | (high[4] >> 4));
-  t.H6 = static_cast<std::int8_t>(high[6]);
-  return t;
+  return Trimming{u16(low), s16(low + 2), s16(low + 4), u16(low + 6), s16(low + 8), s16(low + 10), s16(low + 12),
+                  s16(low + 14), s16(low + 16), s16(low + 18), s16(low + 20), s16(low + 22), low[25], high[2], s16(high),
+                  static_cast<std::int16_t>(static_cast<std::int8_t>(high[3]) * 16 | (high[4] & 0x0F)),
+                  static_cast<std::int16_t>(static_cast<std::int8_t>(high[5]) * 16 | (high[4] >> 4)),
+                  static_cast<std::int8_t>(high[6])};
 }
 
-// 32-bit integer versions: 0.01 degC, Pa, %RH in Q22.10; t_fine carries over.
+// 0.01 degC, Pa, %RH in Q22.10; t_fine carries over from the temperature.
 inline std::int32_t CompensateT(const Trimming& c, std::int32_t adc_T, std::int32_t& t_fine) {
   std::int32_t var1 = ((((adc_T >> 3) - ((std::int32_t)c.T1 << 1))) * ((std::int32_t)c.T2)) >> 11;
   std::int32_t var2 = (((((adc_T >> 4) - ((std::int32_t)c.T1)) * ((adc_T >> 4) - ((std::int32_t)c.T1))) >> 12) *
@@ -79,41 +70,6 @@ inline std::uint32_t CompensateH(const Trimming& c, std::int32_t adc_H, std::int
   v_x1_u32r = (v_x1_u32r < 0 ? 0 : v_x1_u32r);
   v_x1_u32r = (v_x1_u32r > 419430400 ? 419430400 : v_x1_u32r);
   return (std::uint32_t)(v_x1_u32r >> 12);
-}
-
-// Double-precision versions: degC, Pa, %RH.
-inline double CompensateT(const Trimming& c, std::int32_t adc_T, double& t_fine) {
-  double var1 = (((double)adc_T) / 16384.0 - ((double)c.T1) / 1024.0) * ((double)c.T2);
-  double var2 = ((((double)adc_T) / 131072.0 - ((double)c.T1) / 8192.0) *
-                 (((double)adc_T) / 131072.0 - ((double)c.T1) / 8192.0)) * ((double)c.T3);
-  t_fine = var1 + var2;
-  return (var1 + var2) / 5120.0;
-}
-
-inline double CompensateP(const Trimming& c, std::int32_t adc_P, double t_fine) {
-  double var1 = (t_fine / 2.0) - 64000.0;
-  double var2 = var1 * var1 * ((double)c.P6) / 32768.0;
-  var2 = var2 + var1 * ((double)c.P5) * 2.0;
-  var2 = (var2 / 4.0) + (((double)c.P4) * 65536.0);
-  var1 = (((double)c.P3) * var1 * var1 / 524288.0 + ((double)c.P2) * var1) / 524288.0;
-  var1 = (1.0 + var1 / 32768.0) * ((double)c.P1);
-  if (var1 == 0.0) return 0;
-  double p = 1048576.0 - (double)adc_P;
-  p = (p - (var2 / 4096.0)) * 6250.0 / var1;
-  var1 = ((double)c.P9) * p * p / 2147483648.0;
-  var2 = p * ((double)c.P8) / 32768.0;
-  return p + (var1 + var2 + ((double)c.P7)) / 16.0;
-}
-
-inline double CompensateH(const Trimming& c, std::int32_t adc_H, double t_fine) {
-  double var_H = (t_fine - 76800.0);
-  var_H = (adc_H - (((double)c.H4) * 64.0 + ((double)c.H5) / 16384.0 * var_H)) *
-          (((double)c.H2) / 65536.0 *
-           (1.0 + ((double)c.H6) / 67108864.0 * var_H * (1.0 + ((double)c.H3) / 67108864.0 * var_H)));
-  var_H = var_H * (1.0 - ((double)c.H1) * var_H / 524288.0);
-  if (var_H > 100.0) var_H = 100.0;
-  if (var_H < 0.0) var_H = 0.0;
-  return var_H;
 }
 
 }  // namespace bme280_datasheet
