@@ -7,7 +7,6 @@
 
 #include <chrono>
 #include <cstdlib>
-#include <functional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -92,30 +91,22 @@ Bytes PageMajor(int pages) {
   return bytes;
 }
 
-// The pattern drawn in each addressing mode (control byte 0x00: commands,
-// 0x40: data).
-void DrawHorizontal(unsigned char display) {
-  Write(display, 0x00, {0x20, 0x00, 0x21, 0, 127, 0x22, 0, 7});
-  Write(display, 0x40, PageMajor(8));
-}
-
-void DrawVertical(unsigned char display) {
+// The pattern drawn in an addressing mode (0 horizontal, 1 vertical, 2 page);
+// control byte 0x00 sends commands, 0x40 data.
+void Draw(unsigned char display, unsigned char mode) {
   const Bytes all = PageMajor(8);
-  Bytes columnMajor;
-  for (int column = 0; column < 128; ++column) {
-    for (int page = 0; page < 8; ++page) columnMajor.push_back(all[page * 128 + column]);
+  if (mode == 2) {
+    Write(display, 0x00, {0x20, 0x02});
+    for (int page = 0; page < 8; ++page) {
+      Write(display, 0x00, {static_cast<unsigned char>(0xB0 + page), 0x00, 0x10});
+      Write(display, 0x40, Bytes(all.begin() + page * 128, all.begin() + page * 128 + 128));
+    }
+    return;
   }
-  Write(display, 0x00, {0x20, 0x01, 0x21, 0, 127, 0x22, 0, 7});
-  Write(display, 0x40, columnMajor);
-}
-
-void DrawInPages(unsigned char display) {
-  const Bytes all = PageMajor(8);
-  Write(display, 0x00, {0x20, 0x02});
-  for (int page = 0; page < 8; ++page) {
-    Write(display, 0x00, {static_cast<unsigned char>(0xB0 + page), 0x00, 0x10});
-    Write(display, 0x40, Bytes(all.begin() + page * 128, all.begin() + page * 128 + 128));
-  }
+  Bytes ordered = all;
+  for (int i = 0; mode == 1 && i < 1024; ++i) ordered[i] = all[(i % 8) * 128 + i / 8];  // column by column
+  Write(display, 0x00, {0x20, mode, 0x21, 0, 127, 0x22, 0, 7});
+  Write(display, 0x40, ordered);
 }
 
 std::string Picture(unsigned char display) {
@@ -125,23 +116,23 @@ std::string Picture(unsigned char display) {
 TEST_F(ChipModels, Ssd1306PicturesShowGddramAsTheSettingsSay) {
   struct Case {
     const char* name;
-    std::function<void(unsigned char)> draw;
+    unsigned char mode;
     bool segmentRemap, comReversed;
     int startLine, offset;
   };
   const Case cases[] = {
-      {"horizontal, upright", DrawHorizontal, true, true, 0, 0},
-      {"vertical, mirrored left-right", DrawVertical, false, true, 0, 0},
-      {"page mode, upside down", DrawInPages, true, false, 0, 0},
-      {"horizontal, rotated, start line 16", DrawHorizontal, false, false, 16, 0},
-      {"vertical, offset 8", DrawVertical, true, true, 0, 8},
-      {"page mode, start line 5 and offset 3", DrawInPages, true, true, 5, 3},
+      {"horizontal, upright", 0, true, true, 0, 0},
+      {"vertical, mirrored left-right", 1, false, true, 0, 0},
+      {"page mode, upside down", 2, true, false, 0, 0},
+      {"horizontal, rotated, start line 16", 0, false, false, 16, 0},
+      {"vertical, offset 8", 1, true, true, 0, 8},
+      {"page mode, start line 5 and offset 3", 2, true, true, 5, 3},
   };
   for (const Case& c : cases) {
     Write(0x3C, 0x00, {0xAE, 0xA8, 0x3F, 0xDA, 0x12, 0x8D, 0x14});
     Write(0x3C, 0x00, {static_cast<unsigned char>(c.segmentRemap ? 0xA1 : 0xA0), static_cast<unsigned char>(c.comReversed ? 0xC8 : 0xC0),
                        static_cast<unsigned char>(0x40 + c.startLine), 0xD3, static_cast<unsigned char>(c.offset), 0xAF});
-    c.draw(0x3C);
+    Draw(0x3C, c.mode);
     // 0xA0 mirrors the picture left-right, 0xC0 turns it upside down, start
     // line and offset roll it up.
     PanelImage expected(128, 64);
