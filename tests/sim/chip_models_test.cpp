@@ -62,7 +62,6 @@ TEST_F(ChipModels, Bme280ReadingsCompensateToTheBenchEnvironment) {
     for (unsigned char mode : {0x01, 0x03}) {
       SCOPED_TRACE(::testing::Message() << "sensor " << int(sensor.address) << " mode " << int(mode));
       Write(sensor.address, 0xF2, {0x05, 0xF4, static_cast<unsigned char>(0xB4 | mode)});
-      EXPECT_EQ(Read(sensor.address, 0xF3, 1)[0] & 0x08, 0x08);  // measuring
       std::this_thread::sleep_for(std::chrono::microseconds(112800));
       const Bytes data = Read(sensor.address, 0xF7, 8);
       std::int32_t fine = 0;
