@@ -22,6 +22,7 @@ want googletest
 want libgtest-dev
 want libbenchmark-dev
 want nlohmann-json3-dev
+want libstb-dev  # stb_image_write (the simulator's PNG pictures) and stb_image (their tests)
 want python3
 want iproute2
 want util-linux

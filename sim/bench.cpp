@@ -16,6 +16,28 @@ using I2cApi::Version;
 
 const char* const kComponents[] = {"firmware", "FPGA configuration", "driver"};
 
+// The BME280's trimming parameters by their datasheet names, with the range
+// of each one's register field.
+struct TrimmingField {
+  const char* name;
+  std::int64_t min;
+  std::int64_t max;
+  void (*set)(Bme280Calibration&, std::int64_t);
+};
+#define I2CSIM_TRIM(NAME, MIN, MAX)                                                               \
+  TrimmingField {                                                                                 \
+    "dig_" #NAME, MIN, MAX, [](Bme280Calibration& c, std::int64_t v) { c.NAME = static_cast<decltype(c.NAME)>(v); } \
+  }
+const TrimmingField kTrimmingFields[] = {
+    I2CSIM_TRIM(T1, 0, 65535),      I2CSIM_TRIM(T2, -32768, 32767), I2CSIM_TRIM(T3, -32768, 32767),
+    I2CSIM_TRIM(P1, 0, 65535),      I2CSIM_TRIM(P2, -32768, 32767), I2CSIM_TRIM(P3, -32768, 32767),
+    I2CSIM_TRIM(P4, -32768, 32767), I2CSIM_TRIM(P5, -32768, 32767), I2CSIM_TRIM(P6, -32768, 32767),
+    I2CSIM_TRIM(P7, -32768, 32767), I2CSIM_TRIM(P8, -32768, 32767), I2CSIM_TRIM(P9, -32768, 32767),
+    I2CSIM_TRIM(H1, 0, 255),        I2CSIM_TRIM(H2, -32768, 32767), I2CSIM_TRIM(H3, 0, 255),
+    I2CSIM_TRIM(H4, -2048, 2047),   I2CSIM_TRIM(H5, -2048, 2047),   I2CSIM_TRIM(H6, -128, 127),
+};
+#undef I2CSIM_TRIM
+
 // Reads one JSON document into a Bench, keeping the path of the field being
 // read so that every complaint names it.
 class BenchReader {
@@ -79,6 +101,38 @@ class BenchReader {
     }
     Expect(result <= max, field, "value " + std::to_string(result) + " is above " + std::to_string(max));
     return result;
+  }
+
+  std::int64_t Integer(const json& value, const std::string& field, std::int64_t min, std::int64_t max) const {
+    std::int64_t result = 0;
+    if (value.is_number_integer()) {
+      result = value.get<std::int64_t>();
+    } else if (value.is_string()) {
+      const std::string text = value.get<std::string>();
+      std::size_t used = 0;
+      try {
+        result = std::stoll(text, &used, 0);
+      } catch (const std::exception&) {
+        used = 0;
+      }
+      Expect(used != 0 && used == text.size(), field, "expected an integer, got \"" + text + "\"");
+    } else {
+      Fail(field, "expected an integer");
+    }
+    Expect(result >= min && result <= max, field,
+           "value " + std::to_string(result) + " is outside " + std::to_string(min) + ".." + std::to_string(max));
+    return result;
+  }
+
+  double Number(const json& object, const std::string& path, const char* key, double fallback, double min,
+                double max, const std::string& unit) const {
+    if (!object.contains(key)) return fallback;
+    Expect(object[key].is_number(), Join(path, key), "expected a number of " + unit);
+    const double value = object[key].get<double>();
+    std::ostringstream range;
+    range << "outside " << min << ".." << max << " " << unit;
+    Expect(value >= min && value <= max, Join(path, key), range.str());
+    return value;
   }
 
   std::uint64_t UnsignedField(const json& object, const std::string& path, const char* key,
@@ -241,16 +295,51 @@ class BenchReader {
         Expect(device.temperature >= -55.0 && device.temperature <= 125.0, Join(path, "temperature"),
                "outside -55..125 degrees Celsius");
       }
+    } else if (kind == "bme280") {
+      device.kind = DeviceKind::kBme280;
+      CheckKeys(value, path, {"kind", "address", "faults", "temperature", "pressure", "humidity", "calibration"});
+      ReadBme280(value, path, device.bme280);
+    } else if (kind == "ssd1306") {
+      device.kind = DeviceKind::kSsd1306;
+      CheckKeys(value, path, {"kind", "address", "faults", "height"});
+      device.ssd1306.height = static_cast<int>(UnsignedField(value, path, "height", 64, 64));
+      Expect(device.ssd1306.height == 64 || device.ssd1306.height == 32, Join(path, "height"), "must be 64 or 32");
     } else {
-      Fail(Join(path, "kind"), "unknown device kind \"" + kind + "\" (use \"eeprom\", \"registers\" or \"temperature\")");
+      Fail(Join(path, "kind"), "unknown device kind \"" + kind +
+                                   "\" (use \"eeprom\", \"registers\", \"temperature\", \"bme280\" or \"ssd1306\")");
     }
     device.tenBit = Bool(value, path, "tenBit", false);
     Expect(value.contains("address"), Join(path, "address"), "missing");
     device.address = static_cast<std::uint16_t>(
         Unsigned(value["address"], Join(path, "address"), device.tenBit ? 0x3FF : 0x77));
     Expect(device.tenBit || device.address >= 0x08, Join(path, "address"), "reserved 7-bit address (below 0x08)");
+    // The chips have one address pin: two addresses each.
+    Expect(device.kind != DeviceKind::kBme280 || device.address == 0x76 || device.address == 0x77,
+           Join(path, "address"), "a BME280 answers at 0x76 or 0x77");
+    Expect(device.kind != DeviceKind::kSsd1306 || device.address == 0x3C || device.address == 0x3D,
+           Join(path, "address"), "an SSD1306 answers at 0x3C or 0x3D");
     if (value.contains("faults")) device.faults = ReadDeviceFaults(value["faults"], Join(path, "faults"));
     return device;
+  }
+
+  void ReadBme280(const json& value, const std::string& path, Bme280Config& config) const {
+    Bme280Environment& environment = config.environment;
+    // The chip's operating ranges.
+    environment.celsius = Number(value, path, "temperature", environment.celsius, -40, 85, "degrees Celsius");
+    environment.hectopascal = Number(value, path, "pressure", environment.hectopascal, 300, 1100, "hPa");
+    environment.humidity = Number(value, path, "humidity", environment.humidity, 0, 100, "%RH");
+    if (!value.contains("calibration")) return;
+    const std::string field = Join(path, "calibration");
+    const json& trimming = value["calibration"];
+    Expect(trimming.is_object(), field, "expected an object of trimming parameters such as \"dig_T1\"");
+    for (auto it = trimming.begin(); it != trimming.end(); ++it) {
+      const TrimmingField* known = nullptr;
+      for (const TrimmingField& candidate : kTrimmingFields) {
+        if (it.key() == candidate.name) known = &candidate;
+      }
+      Expect(known != nullptr, Join(field, it.key()), "unknown field (use dig_T1..dig_T3, dig_P1..dig_P9, dig_H1..dig_H6)");
+      known->set(config.calibration, Integer(it.value(), Join(field, it.key()), known->min, known->max));
+    }
   }
 
   void ReadEeprom(const json& value, const std::string& path, EepromConfig& config) const {
@@ -363,7 +452,13 @@ Bench DefaultBench() {
   registers.address = 0x20;
   registers.registers.addressBytes = 1;
   registers.registers.size = 256;
-  board.devices = {eeprom, sensor, registers};
+  BenchDevice climate;
+  climate.kind = DeviceKind::kBme280;
+  climate.address = 0x76;
+  BenchDevice display;
+  display.kind = DeviceKind::kSsd1306;
+  display.address = 0x3C;
+  board.devices = {eeprom, sensor, registers, climate, display};
   bench.boards.push_back(board);
   return bench;
 }

@@ -10,8 +10,10 @@
 
 #include "api/board_info.h"
 #include "api/version.h"
+#include "sim/bme280.h"
 #include "sim/eeprom.h"
 #include "sim/register_file.h"
+#include "sim/ssd1306.h"
 
 namespace zavik::I2cSim {
 
@@ -29,7 +31,7 @@ struct DeviceFaults {
   int extraAcks = -1;          // bytes reported acknowledged after a write's last data byte
 };
 
-enum class DeviceKind { kEeprom, kRegisterFile, kTemperatureSensor };
+enum class DeviceKind { kEeprom, kRegisterFile, kTemperatureSensor, kBme280, kSsd1306 };
 
 struct BenchDevice {
   DeviceKind kind = DeviceKind::kRegisterFile;
@@ -38,6 +40,8 @@ struct BenchDevice {
   EepromConfig eeprom;
   RegisterFileConfig registers;
   double temperature = 25.0;
+  Bme280Config bme280;
+  Ssd1306Config ssd1306;
   DeviceFaults faults;
 };
 
@@ -73,8 +77,8 @@ class BenchError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// One type-2 board with an EEPROM at 0x50, a temperature sensor at 0x48 and
-// a register file at 0x20.
+// One type-2 board with an EEPROM at 0x50, a temperature sensor at 0x48, a
+// register file at 0x20, a BME280 at 0x76 and a 128x64 SSD1306 at 0x3C.
 Bench DefaultBench();
 
 // Throws BenchError naming the file, the field and the problem.

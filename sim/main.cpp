@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <string>
 
 #include "sim/bench.h"
@@ -17,7 +18,8 @@ volatile std::sig_atomic_t gStop = 0;
 void OnSignal(int) { gStop = 1; }
 
 const char kUsage[] =
-    "Usage: i2c-scheduler-sim [--port N] [--bench FILE] [--trace] [--record FILE] [--help]\n"
+    "Usage: i2c-scheduler-sim [--port N] [--bench FILE] [--trace] [--record FILE]\n"
+    "                         [--display-dir DIR] [--help]\n"
     "\n"
     "Plays the I2C scheduler on TCP 127.0.0.1: greets clients, lists and opens\n"
     "simulated boards and runs master transfers on their simulated buses,\n"
@@ -26,11 +28,14 @@ const char kUsage[] =
     "  --port N       listen on port N (default 3000; 0 picks a free port)\n"
     "  --bench FILE   boards, devices and faults from a JSON bench file\n"
     "                 (without it: one type-2 board with an EEPROM at 0x50,\n"
-    "                 a temperature sensor at 0x48 and a register file at 0x20)\n"
+    "                 a temperature sensor at 0x48, a register file at 0x20,\n"
+    "                 a BME280 at 0x76 and a 128x64 SSD1306 display at 0x3C)\n"
     "  --trace        print each transfer as the bus saw it, for example\n"
     "                 client 1 board 1: S 50W A 10 A Sr 50R A 12 A 34 N P -> ok\n"
     "  --record FILE  append one line per connection event and received message:\n"
     "                 connect ID | disconnect ID | recv ID CODE HEX26\n"
+    "  --display-dir DIR  write what each display shows to DIR/board<N>-0x3C.png\n"
+    "                 after every change (with --trace also as text art)\n"
     "  --help         show this text\n"
     "\n"
     "After listening it prints 'listening on 127.0.0.1:PORT'. SIGINT or SIGTERM\n"
@@ -72,6 +77,12 @@ int main(int argc, char** argv) {
     } else if (arg == "--record") {
       if (!hasValue) return UsageError("--record needs a file name");
       options.recordFile = argv[++i];
+    } else if (arg == "--display-dir") {
+      if (!hasValue) return UsageError("--display-dir needs a directory");
+      options.displayDir = argv[++i];
+      std::error_code error;
+      std::filesystem::create_directories(options.displayDir, error);
+      if (error) return UsageError("cannot create display directory '" + options.displayDir + "': " + error.message());
     } else {
       return UsageError("unknown argument '" + arg + "'");
     }

@@ -21,15 +21,18 @@ struct SchedulerCore::Board {
   Board(const BenchBoard& setup, const Clock& clock) : setup(setup), bus(setup.devices, clock) {}
   BenchBoard setup;
   SimBus bus;
+  std::map<std::uint16_t, PanelImage> shown;  // by display address, as last published
   std::uint32_t transfersRun = 0;
   bool lost = false;  // stopped responding
 };
 
-SchedulerCore::SchedulerCore(const Bench& bench, const Clock& clock, Outbox& outbox)
-    : settings_(bench.scheduler), clock_(clock), outbox_(outbox) {
+SchedulerCore::SchedulerCore(const Bench& bench, const Clock& clock, Outbox& outbox, const std::string& displayDir)
+    : settings_(bench.scheduler), clock_(clock), outbox_(outbox), displays_(displayDir) {
   for (const BenchBoard& setup : bench.boards) {
     boards_.push_back(std::make_unique<Board>(setup, clock));
     boardInfos_.push_back(setup.info);
+    // The dark panels are on file from the start.
+    ShowDisplays(*boards_.back(), false);
   }
 }
 
@@ -228,6 +231,22 @@ void SchedulerCore::RunTransfer(ClientId id, Client& client, const BusTransfer& 
   }
   outbox_.Trace("client " + std::to_string(id) + " board " + std::to_string(board.setup.info.boardNumber) + ": " +
                 result.trace + " -> " + OutcomeText(result.outcome));
+  ShowDisplays(board, true);
+}
+
+// Publishes the picture of every display whose panel changed since it was
+// last published.
+void SchedulerCore::ShowDisplays(Board& board, bool trace) {
+  for (const SimBus::AttachedDisplay& attached : board.bus.Displays()) {
+    PanelImage image = attached.display->Shown();
+    auto last = board.shown.find(attached.address);
+    if (last != board.shown.end() && last->second == image) continue;
+    const std::vector<std::string> lines = displays_.Publish(board.setup.info.boardNumber, attached.address, image);
+    if (trace) {
+      for (const std::string& line : lines) outbox_.Trace(line);
+    }
+    board.shown[attached.address] = std::move(image);
+  }
 }
 
 }  // namespace zavik::I2cSim

@@ -18,6 +18,7 @@
 #include "sim/bench.h"
 #include "sim/bus_engine.h"
 #include "sim/clock.h"
+#include "sim/display_publisher.h"
 #include "sim/sim_bus.h"
 #include "sim/transfer_assembler.h"
 
@@ -35,7 +36,8 @@ class Outbox {
 
 class SchedulerCore {
  public:
-  SchedulerCore(const Bench& bench, const Clock& clock, Outbox& outbox);
+  // displayDir: where the displays' pictures go as PNG files ("" for none).
+  SchedulerCore(const Bench& bench, const Clock& clock, Outbox& outbox, const std::string& displayDir = "");
   ~SchedulerCore();
 
   // Registers a client and returns its greeting. A client beyond the bench's
@@ -69,6 +71,7 @@ class SchedulerCore {
   void Configure(ClientId id, Client& client, const I2cScheduler::SchedulerMessage& request);
   void CollectTransfer(ClientId id, Client& client, const I2cScheduler::SchedulerMessage& record);
   void RunTransfer(ClientId id, Client& client, const BusTransfer& transfer);
+  void ShowDisplays(Board& board, bool trace);
   void BoardLost(Board& board);
   void SendStatusRecords(Board& board);
   void Acknowledge(ClientId id, std::uint32_t value);
@@ -85,6 +88,7 @@ class SchedulerCore {
   const Clock& clock_;
   Outbox& outbox_;
   std::deque<Delayed> delayed_;
+  DisplayPublisher displays_;
   std::vector<std::unique_ptr<Board>> boards_;
   std::vector<I2cApi::BoardInfo> boardInfos_;
   std::map<ClientId, Client> clients_;

@@ -1,7 +1,9 @@
 #include "sim/sim_bus.h"
 
+#include "sim/bme280.h"
 #include "sim/eeprom.h"
 #include "sim/register_file.h"
+#include "sim/ssd1306.h"
 #include "sim/temperature_sensor.h"
 
 namespace zavik::I2cSim {
@@ -10,6 +12,8 @@ std::unique_ptr<I2cDevice> MakeDevice(const BenchDevice& setup, const Clock& clo
   switch (setup.kind) {
     case DeviceKind::kEeprom: return std::make_unique<Eeprom>(setup.eeprom, clock);
     case DeviceKind::kTemperatureSensor: return std::make_unique<TemperatureSensor>(setup.temperature);
+    case DeviceKind::kBme280: return std::make_unique<Bme280>(setup.bme280, clock);
+    case DeviceKind::kSsd1306: return std::make_unique<Ssd1306>(setup.ssd1306);
     case DeviceKind::kRegisterFile: break;
   }
   return std::make_unique<RegisterFile>(setup.registers);
@@ -35,6 +39,16 @@ bool SimBus::AnyTenBit(std::uint8_t highBits) const {
     if (attached.tenBit && (attached.address >> 8) == highBits) return true;
   }
   return false;
+}
+
+std::vector<SimBus::AttachedDisplay> SimBus::Displays() const {
+  std::vector<AttachedDisplay> displays;
+  for (const AttachedDevice& attached : devices_) {
+    if (const auto* display = dynamic_cast<const Display*>(attached.device.get())) {
+      displays.push_back(AttachedDisplay{attached.address, display});
+    }
+  }
+  return displays;
 }
 
 }  // namespace zavik::I2cSim

@@ -7,6 +7,7 @@
 
 #include "sim/bench.h"
 #include "sim/clock.h"
+#include "sim/display.h"
 #include "sim/i2c_device.h"
 
 namespace zavik::I2cSim {
@@ -29,6 +30,12 @@ class SimBus {
   // Some 10-bit device has these address bits 9-8 (it acknowledges the
   // first address byte).
   bool AnyTenBit(std::uint8_t highBits) const;
+
+  struct AttachedDisplay {
+    std::uint16_t address;
+    const Display* display;
+  };
+  std::vector<AttachedDisplay> Displays() const;
 
  private:
   std::vector<AttachedDevice> devices_;

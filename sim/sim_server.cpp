@@ -39,7 +39,7 @@ struct SimServer::Connection {
 };
 
 SimServer::SimServer(const Bench& bench, const ServerOptions& options)
-    : options_(options), core_(bench, clock_, *this) {}
+    : options_(options), core_(bench, clock_, *this, options.displayDir) {}
 
 SimServer::~SimServer() {
   for (auto& [id, connection] : connections_) ::close(connection->fd);

@@ -23,6 +23,7 @@ struct ServerOptions {
   std::string host = "127.0.0.1";
   bool trace = false;
   std::string recordFile;  // empty: no record
+  std::string displayDir;  // empty: no display pictures
 };
 
 class SimServer : private Outbox {

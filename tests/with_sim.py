@@ -2,12 +2,13 @@
 """Runs a command against a freshly started i2c-scheduler-sim.
 
   with_sim.py --sim PATH [--bench FILE] [--port N] [--record FILE] [--trace]
-              [--timeout SECONDS] [--netns] -- COMMAND ARGS...
+              [--display-dir DIR] [--timeout SECONDS] [--netns] -- COMMAND ARGS...
   with_sim.py --no-sim [--timeout SECONDS] [--netns] -- COMMAND ARGS...
 
 Starts the simulator (port 3000 unless --port; 0 picks a free one), waits for
 its 'listening on 127.0.0.1:PORT' line, runs COMMAND with I2CZAVIK_SIM_PORT
-(and I2CZAVIK_SIM_RECORD with --record) in its environment, stops the
+(and I2CZAVIK_SIM_RECORD with --record, I2CZAVIK_SIM_DISPLAY_DIR with
+--display-dir) in its environment, stops the
 simulator and exits with the command's exit code. A command that outlives the
 timeout is killed with its process group: 'timeout' is printed, exit code 124.
 --netns (as root) runs everything in a private network namespace with only
@@ -41,6 +42,7 @@ def parse(argv):
     p.add_argument("--port", type=int, default=3000)
     p.add_argument("--record")
     p.add_argument("--trace", action="store_true")
+    p.add_argument("--display-dir")
     p.add_argument("--timeout", type=float, default=120.0)
     p.add_argument("--netns", action="store_true")
     p.add_argument(IN_NETNS_FLAG, dest="in_netns", action="store_true")
@@ -74,6 +76,8 @@ def start_sim(args, deadline):
         argv += ["--record", args.record]
     if args.trace:
         argv += ["--trace"]
+    if args.display_dir:
+        argv += ["--display-dir", args.display_dir]
     sim = subprocess.Popen(argv, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
     first = {}
 
@@ -145,6 +149,8 @@ def main():
         env["I2CZAVIK_SIM_PORT"] = str(port)
         if args.record:
             env["I2CZAVIK_SIM_RECORD"] = os.path.abspath(args.record)
+        if args.display_dir:
+            env["I2CZAVIK_SIM_DISPLAY_DIR"] = os.path.abspath(args.display_dir)
     try:
         code = run_command(command, env, deadline)
     finally:

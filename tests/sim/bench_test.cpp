@@ -36,7 +36,10 @@ TEST(BenchTest, FieldsAreReadAsDocumented) {
                 "devices": [{"kind": "eeprom", "address": 80, "addressBytes": 1, "writeCycleMs": 5,
                              "faults": {"nackAfter": 0, "vccDrop": 700}},
                             {"kind": "registers", "address": "0x3FF", "tenBit": true, "contents": [1, "0xFF"]},
-                            {"kind": "registers", "address": 32, "contentsFile": "regs.bin"}]}]})",
+                            {"kind": "registers", "address": 32, "contentsFile": "regs.bin"},
+                            {"kind": "bme280", "address": "0x77", "temperature": -40, "pressure": 1100,
+                             "humidity": 0, "calibration": {"dig_T1": "0x6B70", "dig_H4": -2048, "dig_H6": 127}},
+                            {"kind": "ssd1306", "address": "0x3D", "height": 32}]}]})",
                                  "inline.json", dir);
   std::remove((dir + "/regs.bin").c_str());
   EXPECT_EQ(bench.scheduler.version.minor, 5);
@@ -53,6 +56,15 @@ TEST(BenchTest, FieldsAreReadAsDocumented) {
   EXPECT_EQ(board.devices[1].address, 0x3FF);
   EXPECT_EQ(board.devices[1].registers.contents, (std::vector<std::uint8_t>{1, 0xFF}));
   EXPECT_EQ(board.devices[2].registers.contents, (std::vector<std::uint8_t>{1, 2, 3}));
+  const Bme280Config& climate = board.devices[3].bme280;
+  EXPECT_EQ(climate.environment.celsius, -40);
+  EXPECT_EQ(climate.environment.hectopascal, 1100);
+  EXPECT_EQ(climate.environment.humidity, 0);
+  EXPECT_EQ(climate.calibration.T1, 0x6B70);
+  EXPECT_EQ(climate.calibration.T2, Bme280Calibration{}.T2);  // the rest keep the defaults
+  EXPECT_EQ(climate.calibration.H4, -2048);
+  EXPECT_EQ(climate.calibration.H6, 127);
+  EXPECT_EQ(board.devices[4].ssd1306.height, 32);
 }
 
 std::string ErrorOf(const std::string& text) {
@@ -90,6 +102,14 @@ TEST(BenchTest, BadBenchesAreRefusedNamingFileFieldAndProblem) {
        "boards[0].devices[1].address: address already used"},
       {device + R"("registers", "address": 32, "contentsFile": "none.bin"}]}]})",
        "boards[0].devices[0].contentsFile: cannot read \"./none.bin\""},
+      {device + R"("bme280", "address": "0x50"}]}]})", "boards[0].devices[0].address: a BME280 answers at 0x76 or 0x77"},
+      {device + R"("bme280", "address": "0x76", "temperature": 85.5}]}]})",
+       "boards[0].devices[0].temperature: outside -40..85 degrees Celsius"},
+      {device + R"("bme280", "address": "0x76", "calibration": {"dig_H4": 2048}}]}]})",
+       "boards[0].devices[0].calibration.dig_H4: value 2048 is outside -2048..2047"},
+      {device + R"("bme280", "address": "0x76", "calibration": {"dig_T4": 1}}]}]})",
+       "boards[0].devices[0].calibration.dig_T4: unknown field"},
+      {device + R"("ssd1306", "address": "0x3C", "height": 48}]}]})", "boards[0].devices[0].height: must be 64 or 32"},
   };
   for (const auto& c : cases) {
     const std::string error = ErrorOf(c.text);

@@ -8,23 +8,9 @@
 namespace zavik::I2cSim {
 namespace {
 
-using Bytes = std::vector<std::uint8_t>;
-
-// Drives one write message as the bus engine would; returns the acks.
-std::vector<bool> WriteMessage(I2cDevice& device, const Bytes& bytes, bool stop = true) {
-  std::vector<bool> acks{device.Select(false)};
-  for (std::size_t i = 0; acks[0] && i < bytes.size(); ++i) acks.push_back(device.Write(bytes[i]));
-  device.Release(stop);
-  return acks;
-}
-
-Bytes ReadMessage(I2cDevice& device, int count) {
-  Bytes bytes;
-  if (!device.Select(true)) return bytes;
-  for (int i = 0; i < count; ++i) bytes.push_back(device.Read());
-  device.Release(true);
-  return bytes;
-}
+using SimTest::Bytes;
+using SimTest::ReadMessage;
+using SimTest::WriteMessage;
 
 class EepromTest : public ::testing::Test {
  protected:

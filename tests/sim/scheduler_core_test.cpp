@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <random>
 
+#include "png_reader.h"
 #include "sim/scheduler_core.h"
 #include "sim_test_util.h"
 
@@ -65,7 +67,7 @@ std::string RegisterRead(std::uint8_t reg, std::uint8_t value) {
 class SchedulerCoreTest : public ::testing::Test {
  protected:
   void Start(ClientId clients) {
-    core = std::make_unique<SchedulerCore>(bench, clock, outbox);
+    core = std::make_unique<SchedulerCore>(bench, clock, outbox, displayDir);
     for (ClientId id = 1; id <= clients; ++id) ASSERT_TRUE(core->Connect(id).accepted);
   }
 
@@ -83,6 +85,7 @@ class SchedulerCoreTest : public ::testing::Test {
   }
 
   Bench bench = DefaultBench();
+  std::string displayDir;
   HandClock clock;
   RecordingOutbox outbox;
   std::unique_ptr<SchedulerCore> core;
@@ -174,6 +177,47 @@ TEST_F(SchedulerCoreTest, OpenAndParallelPortFaults) {
   Start(1);
   Send(1, {Open(2, 2), Open(3, 2), Request(9)});
   EXPECT_EQ(outbox.Take(1), "13{2} 13{1} 24{999} 13{15}");
+}
+
+// A 128x32 display: its picture goes to a file and, as text art, to the trace
+// after each transfer that changed it, and only then.
+TEST_F(SchedulerCoreTest, DisplayPicturesArePublishedWhenThePanelChanges) {
+  displayDir = ::testing::TempDir() + "/display-pictures";
+  std::filesystem::remove_all(displayDir);
+  std::filesystem::create_directories(displayDir);
+  const std::string file = displayDir + "/board1-0x3D.png";
+  BenchDevice small;
+  small.kind = DeviceKind::kSsd1306;
+  small.address = 0x3D;
+  small.ssd1306.height = 32;
+  bench.boards[0].devices.push_back(small);
+  Start(1);
+  EXPECT_EQ(ReadPng(file), PanelImage(128, 32));  // dark from the start
+  OpenDefault(1);
+  auto write = [&](const std::vector<std::uint8_t>& bytes) {
+    Send(1, {Configure(400000), Header(16, 0x3D, static_cast<std::uint32_t>(bytes.size()), true)});
+    for (std::size_t i = 0; i < bytes.size(); i += 8) {
+      Send(1, {Data(std::vector<std::uint8_t>(bytes.begin() + i, bytes.begin() + std::min(i + 8, bytes.size())))});
+    }
+    outbox.Take(1);
+  };
+  write({0x00, 0xA8, 0x1F, 0xDA, 0x02, 0xA1, 0xC8, 0x8D, 0x14, 0xAF});  // on, but nothing to show yet
+  const std::size_t quiet = outbox.traces.size();
+  write({0x40, 0x01, 0x03, 0x06});
+  const std::string prefix = "board 1 0x3D | ", blank(125, ' ');
+  std::vector<std::string> art = {prefix + "\u2580\u2588\u2584" + blank, prefix + "  \u2580" + blank};
+  art.resize(16, prefix + std::string(128, ' '));
+  ASSERT_EQ(outbox.traces.size(), quiet + 1 + 16);
+  EXPECT_EQ(outbox.traces[quiet], "client 1 board 1: S 3DW A 40 A 01 A 03 A 06 A P -> ok");
+  EXPECT_EQ(std::vector<std::string>(outbox.traces.begin() + quiet + 1, outbox.traces.end()), art);
+  PanelImage expected(128, 32);
+  for (const auto& [x, y] : std::vector<std::pair<int, int>>{{0, 0}, {1, 0}, {1, 1}, {2, 1}, {2, 2}}) {
+    expected.Set(x, y, true);
+  }
+  EXPECT_EQ(ReadPng(file), expected);
+  EXPECT_FALSE(std::filesystem::exists(file + ".tmp"));
+  write({0x00, 0x81, 0x10});  // contrast: the same picture
+  EXPECT_EQ(outbox.traces.size(), quiet + 1 + 16 + 1);
 }
 
 TEST_F(SchedulerCoreTest, GarbageNeverDisturbsAWellBehavedClient) {

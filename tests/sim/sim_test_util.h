@@ -1,7 +1,7 @@
 #pragma once
-// Helpers shared by the simulator tests: request
-// records as the library sends them, and a compact rendering of what the
-// scheduler answers, to compare with sequences worked out by hand.
+// Helpers shared by the simulator tests: messages driven into a device,
+// request records as the library sends them, and a compact rendering of what
+// the scheduler answers, to compare with sequences worked out by hand.
 
 #include <cstdint>
 #include <string>
@@ -9,11 +9,30 @@
 
 #include "scheduler_link/scheduler_message.h"
 #include "sim/clock.h"
+#include "sim/i2c_device.h"
 
 namespace zavik::I2cSim::SimTest {
 
 using I2cScheduler::MessageQueue;
 using I2cScheduler::SchedulerMessage;
+
+using Bytes = std::vector<std::uint8_t>;
+
+// Drives one write message into a device as the bus engine would; returns the acks.
+inline std::vector<bool> WriteMessage(I2cDevice& device, const Bytes& bytes, bool stop = true) {
+  std::vector<bool> acks{device.Select(false)};
+  for (std::size_t i = 0; acks[0] && i < bytes.size(); ++i) acks.push_back(device.Write(bytes[i]));
+  device.Release(stop);
+  return acks;
+}
+
+inline Bytes ReadMessage(I2cDevice& device, int count) {
+  Bytes bytes;
+  if (!device.Select(true)) return bytes;
+  for (int i = 0; i < count; ++i) bytes.push_back(device.Read());
+  device.Release(true);
+  return bytes;
+}
 
 // 16/17 {address, count, last}.
 inline SchedulerMessage Header(std::uint32_t code, std::uint8_t address, std::uint32_t count, bool last) {

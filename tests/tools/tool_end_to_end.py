@@ -63,9 +63,10 @@ def grid(rows):
 def scan_default():
     rows = ["            RR RR RR RR -- -- -- -- -- -- -- --"] + [ROW_EMPTY] * 7
     rows[2] = "20 " + ROW_EMPTY[3:]
+    rows[3] = "-- -- -- -- -- -- -- -- -- -- -- -- 3c -- -- --"
     rows[4] = "-- -- -- -- -- -- -- -- 48 -- -- -- -- -- -- --"
     rows[5] = "50 " + ROW_EMPTY[3:]
-    rows[7] = "-- -- -- -- -- -- -- -- RR RR RR RR"
+    rows[7] = "-- -- -- -- -- -- 76 -- RR RR RR RR"
     expect(["scan"], 0, grid(rows) + LEGEND + "\n")
 
 
