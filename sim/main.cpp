@@ -17,7 +17,8 @@ volatile std::sig_atomic_t gStop = 0;
 void OnSignal(int) { gStop = 1; }
 
 const char kUsage[] =
-    "Usage: i2c-scheduler-sim [--port N] [--bench FILE] [--trace] [--record FILE] [--help]\n"
+    "Usage: i2c-scheduler-sim [--port N] [--bench FILE] [--trace] [--record FILE]\n"
+    "                         [--vcd FILE] [--help]\n"
     "\n"
     "Plays the I2C scheduler on TCP 127.0.0.1: greets clients, lists and opens\n"
     "simulated boards and runs master transfers on their simulated buses,\n"
@@ -31,6 +32,9 @@ const char kUsage[] =
     "                 client 1 board 1: S 50W A 10 A Sr 50R A 12 A 34 N P -> ok\n"
     "  --record FILE  append one line per connection event and received message:\n"
     "                 connect ID | disconnect ID | recv ID CODE HEX26\n"
+    "  --vcd FILE     write the boards' SCL and SDA lines as a Value Change Dump\n"
+    "                 for logic-analyzer software (PulseView, GTKWave), flushed\n"
+    "                 after each transfer\n"
     "  --help         show this text\n"
     "\n"
     "After listening it prints 'listening on 127.0.0.1:PORT'. SIGINT or SIGTERM\n"
@@ -72,6 +76,9 @@ int main(int argc, char** argv) {
     } else if (arg == "--record") {
       if (!hasValue) return UsageError("--record needs a file name");
       options.recordFile = argv[++i];
+    } else if (arg == "--vcd") {
+      if (!hasValue) return UsageError("--vcd needs a file name");
+      options.vcdFile = argv[++i];
     } else {
       return UsageError("unknown argument '" + arg + "'");
     }

@@ -21,6 +21,7 @@ struct SchedulerCore::Board {
   Board(const BenchBoard& setup, const Clock& clock) : setup(setup), bus(setup.devices, clock) {}
   BenchBoard setup;
   SimBus bus;
+  std::size_t index = 0;  // position in the bench
   std::uint32_t transfersRun = 0;
   bool lost = false;  // stopped responding
 };
@@ -29,6 +30,7 @@ SchedulerCore::SchedulerCore(const Bench& bench, const Clock& clock, Outbox& out
     : settings_(bench.scheduler), outbox_(outbox) {
   for (const BenchBoard& setup : bench.boards) {
     boards_.push_back(std::make_unique<Board>(setup, clock));
+    boards_.back()->index = boards_.size() - 1;
     boardInfos_.push_back(setup.info);
   }
 }
@@ -205,6 +207,7 @@ void SchedulerCore::RunTransfer(ClientId id, Client& client, const BusTransfer& 
   ++board.transfersRun;
   TransferResult result = BusEngine(board.bus, board.setup.info.maxReadLength).Run(transfer);
   for (const SchedulerMessage& report : result.reports) outbox_.Send(id, report);
+  if (observer_ != nullptr) observer_->TransferRan(board.index, transfer, result);
   outbox_.Trace("client " + std::to_string(id) + " board " + std::to_string(board.setup.info.boardNumber) + ": " +
                 result.trace + " -> " + OutcomeText(result.outcome));
 }

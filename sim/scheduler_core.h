@@ -31,6 +31,14 @@ class Outbox {
   virtual void Trace(const std::string& line) = 0;
 };
 
+// Sees every transfer that ran on a board's bus (the VCD waveforms).
+class TransferObserver {
+ public:
+  virtual ~TransferObserver() = default;
+  // board: the board's position in the bench.
+  virtual void TransferRan(std::size_t board, const BusTransfer& transfer, const TransferResult& result) = 0;
+};
+
 class SchedulerCore {
  public:
   SchedulerCore(const Bench& bench, const Clock& clock, Outbox& outbox);
@@ -46,7 +54,10 @@ class SchedulerCore {
   void Disconnect(ClientId client);
   void Receive(ClientId client, const I2cScheduler::SchedulerMessage& message);
 
+  void Observe(TransferObserver* observer) { observer_ = observer; }
+
   const SchedulerSettings& Settings() const { return settings_; }
+  const std::vector<I2cApi::BoardInfo>& Boards() const { return boardInfos_; }
   std::size_t ClientCount() const { return clients_.size(); }
 
  private:
@@ -74,6 +85,7 @@ class SchedulerCore {
   std::vector<std::unique_ptr<Board>> boards_;
   std::vector<I2cApi::BoardInfo> boardInfos_;
   std::map<ClientId, Client> clients_;
+  TransferObserver* observer_ = nullptr;
 };
 
 }  // namespace zavik::I2cSim

@@ -53,6 +53,15 @@ bool SimServer::Listen() {
       return false;
     }
   }
+  if (!options_.vcdFile.empty()) {
+    vcd_.open(options_.vcdFile, std::ios::binary | std::ios::trunc);
+    if (!vcd_) {
+      error_ = "cannot open VCD file '" + options_.vcdFile + "': " + std::strerror(errno);
+      return false;
+    }
+    waveforms_ = std::make_unique<WaveformRecorder>(vcd_, core_.Boards());
+    core_.Observe(waveforms_.get());
+  }
   listener_ = ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
   if (listener_ < 0) {
     error_ = std::string("socket: ") + std::strerror(errno);

@@ -7,6 +7,7 @@
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
+#include <fstream>
 #include <map>
 #include <memory>
 #include <string>
@@ -15,6 +16,7 @@
 #include "sim/bench.h"
 #include "sim/clock.h"
 #include "sim/scheduler_core.h"
+#include "sim/waveform_recorder.h"
 
 namespace zavik::I2cSim {
 
@@ -23,6 +25,7 @@ struct ServerOptions {
   std::string host = "127.0.0.1";
   bool trace = false;
   std::string recordFile;  // empty: no record
+  std::string vcdFile;     // empty: no waveforms
 };
 
 class SimServer : private Outbox {
@@ -59,6 +62,8 @@ class SimServer : private Outbox {
   std::uint16_t port_ = 0;
   std::string error_;
   std::FILE* record_ = nullptr;
+  std::ofstream vcd_;
+  std::unique_ptr<WaveformRecorder> waveforms_;
   ClientId nextId_ = 1;
   std::map<ClientId, std::unique_ptr<Connection>> connections_;
 };
