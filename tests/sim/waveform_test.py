@@ -1,9 +1,6 @@
 #!/usr/bin/env python3
-"""The simulator's --vcd waveforms as independent software reads them: Debian's
-sigrok-cli (VCD input, I2C decoder) must decode, event by event, what the
-simulator's own trace says of the same transfers, and the project's timing
-checker must find each mode's clock at its bitrate and every time within the
-I2C-bus limits.
+"""--vcd waveforms: sigrok-cli's I2C decoder must decode what the --trace says of
+the same transfers, the timing checker find every mode within its limits.
 Usage: waveform_test.py SIM BENCH_DIR TIMING_CHECK"""
 
 import json
@@ -57,7 +54,7 @@ def transfer_records(bitrate, high_speed, messages):
 def run(conn, bitrate, high_speed, *messages):
     """Runs one transfer and waits for all its reports (a port request answered after them)."""
     conn.sock.sendall(transfer_records(bitrate, high_speed, messages) + msg(9, b"\x01\x01"))
-    while conn.record()[:2] != (13, struct.pack("<I", 14) + b"\0" * 5):
+    while conn.record() != (13, struct.pack("<I", 14) + b"\0" * 5):
         pass
 
 
@@ -82,19 +79,16 @@ def sigrok(vcd, board):
         samples, _, text = line.partition(" ")
         text = text.split(": ", 1)[1]
         kind, _, value = text.partition(": ")
-        token = DECODED.get(text) or {"Address write": value + "W", "Address read": value + "R"}.get(kind)
-        if token is None and kind.startswith("Data"):
-            token = value
+        token = DECODED.get(text) or {"Address write": value + "W", "Address read": value + "R",
+                                      "Data write": value, "Data read": value}.get(kind)
         if token is not None:  # not the R/W bit's own "Read"/"Write"
             events.append((tuple(int(s) for s in samples.split("-")), token))
     return [token for _, token in sorted(events, key=lambda e: e[0])]
 
 
 def expected_from_trace(stdout, board):
-    """The trace's tokens for one board, mapped to what the I2C decoder knows:
-    a master code (the byte after S/Sr without R/W) is an address write of 0x04
-    with a NACK; a 10-bit header is an address, its low byte data; a bus
-    timeout shows the ninth clock as a NACK and a STOP."""
+    """The trace's tokens as the decoder sees them: a master code (the byte after
+    S/Sr without R/W) is an address write of 0x04; a bus timeout a NACK, STOP."""
     tokens = []
     for line in stdout.splitlines():
         head, _, trace = line.partition(": ")
@@ -115,9 +109,8 @@ class WaveformTest(unittest.TestCase):
         proc, port = program.start("--bench", os.path.join(program.BENCHES, "waveforms.json"), "--trace",
                                    "--vcd", cls.vcd)
         try:
-            # Boards 1 and 2 are decoded by sigrok; its decoder looks for a
-            # START or STOP only after an address byte, so the faults that
-            # end a frame inside its address byte are on board 3.
+            # sigrok's decoder seeks START and STOP only after an address byte:
+            # the faults that end a frame inside it are on board 3.
             main, timeout, faulty = open_board(port, 1), open_board(port, 2), open_board(port, 3)
             run(main, 100000, 0, W(0x20, 0x05, 0xAB))
             cls.while_running = sigrok(cls.vcd, 1)
@@ -184,10 +177,8 @@ class WaveformTest(unittest.TestCase):
         import i2c_timing_check as check
         names, changes = check.read_vcd(self.vcd)
         frames = check.segments(changes[names["board3_scl"]], changes[names["board3_sda"]])
-        # Arbitration lost: address bits as sent until the bit where ours
-        # sends a 1 that the other master holds low; the bus then goes idle
-        # with SCL high, as after a STOP. A protocol error: START, STOP. Low
-        # Vcc in high-speed mode: the master code, Sr, STOP.
+        # Arbitration lost: bits as sent until ours sends a 1 held low, then the
+        # bus idle as after a STOP; protocol error: S, P; low Vcc: 08 N Sr P.
         self.assertEqual([s.bits for s in frames], [[1, 0, 1, 0, 0], [0, 1], [], [0, 0, 0, 0, 1, 0, 0, 0, 1], []])
         self.assertEqual([bool(s.values["tSU;STO"]) for s in frames], [True, True, True, False, True])
         # A timeout: SCL held low while the timeout line is high, for 1 ms.
