@@ -54,12 +54,11 @@ bool SimServer::Listen() {
     }
   }
   if (!options_.vcdFile.empty()) {
-    vcd_.open(options_.vcdFile, std::ios::binary | std::ios::trunc);
-    if (!vcd_) {
+    waveforms_ = std::make_unique<WaveformRecorder>(options_.vcdFile, core_.Boards());
+    if (!waveforms_->IsOpen()) {
       error_ = "cannot open VCD file '" + options_.vcdFile + "': " + std::strerror(errno);
       return false;
     }
-    waveforms_ = std::make_unique<WaveformRecorder>(vcd_, core_.Boards());
     core_.Observe(waveforms_.get());
   }
   listener_ = ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);

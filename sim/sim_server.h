@@ -7,7 +7,6 @@
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
-#include <fstream>
 #include <map>
 #include <memory>
 #include <string>
@@ -62,7 +61,6 @@ class SimServer : private Outbox {
   std::uint16_t port_ = 0;
   std::string error_;
   std::FILE* record_ = nullptr;
-  std::ofstream vcd_;
   std::unique_ptr<WaveformRecorder> waveforms_;
   ClientId nextId_ = 1;
   std::map<ClientId, std::unique_ptr<Connection>> connections_;

@@ -16,7 +16,8 @@ std::string BoardPrefix(const std::vector<I2cApi::BoardInfo>& boards, const I2cA
 
 }  // namespace
 
-WaveformRecorder::WaveformRecorder(std::ostream& out, const std::vector<I2cApi::BoardInfo>& boards) : writer_(out) {
+WaveformRecorder::WaveformRecorder(const std::string& path, const std::vector<I2cApi::BoardInfo>& boards)
+    : file_(path, std::ios::binary | std::ios::trunc), writer_(file_) {
   writer_.AddComment("I2C buses of i2c-scheduler-sim in simulated bus time: the bus idles " +
                      std::to_string(kIdleGap / 1000) + " us between transfers, and a bus timeout holds SCL low for " +
                      std::to_string(kTimeoutStretch / 1000000) +

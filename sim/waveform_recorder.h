@@ -9,7 +9,8 @@
 // be opened while the simulator runs and is complete whenever it stops.
 
 #include <cstdint>
-#include <ostream>
+#include <fstream>
+#include <string>
 #include <vector>
 
 #include "api/board_info.h"
@@ -23,11 +24,16 @@ constexpr std::uint64_t kIdleGap = 10000;  // ns
 
 class WaveformRecorder : public TransferObserver {
  public:
-  WaveformRecorder(std::ostream& out, const std::vector<I2cApi::BoardInfo>& boards);
+  // Creates the file anew (IsOpen() tells whether that worked) and writes
+  // its header.
+  WaveformRecorder(const std::string& path, const std::vector<I2cApi::BoardInfo>& boards);
+
+  bool IsOpen() const { return file_.is_open(); }
 
   void TransferRan(std::size_t board, const BusTransfer& transfer, const TransferResult& result) override;
 
  private:
+  std::ofstream file_;
   VcdWriter writer_;
   std::vector<BoardLines> lines_;
   std::uint64_t idleUntil_ = kIdleGap;  // the earliest time of the next transfer's first edge
