@@ -19,36 +19,24 @@ FRAMES = [["S"] + A0 + [0, 0, 1, 1, 0, 1, 0, 0] + [0, "Sr"] + A1 + [0, 1, 1, 1, 
           ["S"] + A0 + [1, "P"]]
 
 
+# Each item as (line, level, the phase before the edge): "!" SDA, "#" SCL.
+BIT = [("!", None, "hold"), ("#", 1, "setup"), ("#", 0, "high")]
+STEPS = {"S": [("!", 0, None), ("#", 0, "hd_sta")],
+         "Sr": [("!", 1, "hold"), ("#", 1, "setup"), ("!", 0, "su_sta"), ("#", 0, "hd_sta")],
+         "P": [("!", 0, "hold"), ("#", 1, "setup"), ("!", 1, "su_sto"), (None, None, "buf")]}
+
+
 def vcd(frames, phases, unit_ns=1.0, timescale="1 ns"):
     """Frames of 'S', 'Sr', 'P', bits, and dicts that change the phases from there on."""
     changes, t, p = [], 1000, dict(phases)
-
-    def change(line, level, after):
-        nonlocal t
-        t += after
-        changes.append((t, line, level))
-
-    for frame in frames:
-        for item in frame:
-            if isinstance(item, dict):
-                p.update(item)
-            elif item == "S":
-                change("!", 0, 0)
-                change("#", 0, p["hd_sta"])
-            elif item == "Sr":
-                change("!", 1, p["hold"])
-                change("#", 1, p["setup"])
-                change("!", 0, p["su_sta"])
-                change("#", 0, p["hd_sta"])
-            elif item == "P":
-                change("!", 0, p["hold"])
-                change("#", 1, p["setup"])
-                change("!", 1, p["su_sto"])
-                t += p["buf"]
-            else:
-                change("!", item, p["hold"])
-                change("#", 1, p["setup"])
-                change("#", 0, p["high"])
+    for item in (item for frame in frames for item in frame):
+        if isinstance(item, dict):
+            p.update(item)
+            continue
+        for line, level, phase in STEPS.get(item, BIT):
+            t += p.get(phase, 0)
+            if line:
+                changes.append((t, line, item if level is None else level))
     lines = ["$timescale %s $end" % timescale, "$scope module m $end", "$var wire 1 # bus_scl $end",
              "$var wire 1 ! bus_sda $end", "$var wire 8 $ other $end", "$upscope $end", "$enddefinitions $end",
              "#0", "$dumpvars", "1#", "1!", "b0 $", "$end"]
