@@ -1,6 +1,5 @@
-// The timing the waveforms are drawn with, across every bitrate a bench may
-// list (the end-to-end waveform test measures a few of them), and the VCD
-// signal codes.
+// Waveform timing across every bitrate a bench may list (the end-to-end
+// waveform test measures a few), and the VCD signal codes.
 
 #include <gtest/gtest.h>
 
@@ -48,8 +47,7 @@ TEST(BusTimingTest, BitratesOutsideEveryModeGetAPlainClockAtTheirPeriod) {
   EXPECT_EQ(t.low, 250u);
   EXPECT_EQ(t.high, 250u);
   EXPECT_EQ(t.holdData, 62u);
-  // Too fast for the 1 ns resolution: the shortest clock that still shows
-  // SDA changing between the SCL edges.
+  // Too fast for 1 ns steps: the shortest clock with SDA between SCL edges.
   const BusTiming fastest = BusTiming::For(4000000000u, true);
   EXPECT_EQ(fastest.period, 4u);
   EXPECT_EQ(fastest.holdData, 1u);
