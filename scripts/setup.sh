@@ -26,6 +26,7 @@ want libstb-dev  # stb_image_write (the simulator's PNG pictures) and stb_image 
 want python3
 want iproute2
 want util-linux
+want sigrok-cli  # the independent I2C decoder of the simulator's VCD waveforms
 if [ $native_only -eq 0 ]; then
   want g++-mingw-w64-i686-posix
   want g++-mingw-w64-x86-64-posix

@@ -19,7 +19,7 @@ void OnSignal(int) { gStop = 1; }
 
 const char kUsage[] =
     "Usage: i2c-scheduler-sim [--port N] [--bench FILE] [--trace] [--record FILE]\n"
-    "                         [--display-dir DIR] [--help]\n"
+    "                         [--display-dir DIR] [--vcd FILE] [--help]\n"
     "\n"
     "Plays the I2C scheduler on TCP 127.0.0.1: greets clients, lists and opens\n"
     "simulated boards and runs master transfers on their simulated buses,\n"
@@ -36,6 +36,9 @@ const char kUsage[] =
     "                 connect ID | disconnect ID | recv ID CODE HEX26\n"
     "  --display-dir DIR  write what each display shows to DIR/board<N>-0x3C.png\n"
     "                 after every change (with --trace also as text art)\n"
+    "  --vcd FILE     write the boards' SCL and SDA lines as a Value Change Dump\n"
+    "                 for logic-analyzer software (PulseView, GTKWave), flushed\n"
+    "                 after each transfer\n"
     "  --help         show this text\n"
     "\n"
     "After listening it prints 'listening on 127.0.0.1:PORT'. SIGINT or SIGTERM\n"
@@ -83,6 +86,9 @@ int main(int argc, char** argv) {
       std::error_code error;
       std::filesystem::create_directories(options.displayDir, error);
       if (error) return UsageError("cannot create display directory '" + options.displayDir + "': " + error.message());
+    } else if (arg == "--vcd") {
+      if (!hasValue) return UsageError("--vcd needs a file name");
+      options.vcdFile = argv[++i];
     } else {
       return UsageError("unknown argument '" + arg + "'");
     }

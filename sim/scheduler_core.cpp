@@ -22,6 +22,7 @@ struct SchedulerCore::Board {
   BenchBoard setup;
   SimBus bus;
   std::map<std::uint16_t, PanelImage> shown;  // by display address, as last published
+  std::size_t index = 0;  // position in the bench
   std::uint32_t transfersRun = 0;
   bool lost = false;  // stopped responding
 };
@@ -30,6 +31,7 @@ SchedulerCore::SchedulerCore(const Bench& bench, const Clock& clock, Outbox& out
     : settings_(bench.scheduler), clock_(clock), outbox_(outbox), displays_(displayDir) {
   for (const BenchBoard& setup : bench.boards) {
     boards_.push_back(std::make_unique<Board>(setup, clock));
+    boards_.back()->index = boards_.size() - 1;
     boardInfos_.push_back(setup.info);
     // The dark panels are on file from the start.
     ShowDisplays(*boards_.back(), false);
@@ -225,10 +227,11 @@ void SchedulerCore::RunTransfer(ClientId id, Client& client, const BusTransfer& 
   TransferResult result = BusEngine(board.bus, board.setup.info.maxReadLength).Run(transfer);
   const int delayMs = board.setup.faults.reportDelayMs;
   if (delayMs >= 0) {
-    delayed_.push_back({clock_.NowMicros() + static_cast<std::uint64_t>(delayMs) * 1000, id, std::move(result.reports)});
+    delayed_.push_back({clock_.NowMicros() + static_cast<std::uint64_t>(delayMs) * 1000, id, result.reports});
   } else {
     for (const SchedulerMessage& report : result.reports) outbox_.Send(id, report);
   }
+  if (observer_ != nullptr) observer_->TransferRan(board.index, transfer, result);
   outbox_.Trace("client " + std::to_string(id) + " board " + std::to_string(board.setup.info.boardNumber) + ": " +
                 result.trace + " -> " + OutcomeText(result.outcome));
   ShowDisplays(board, true);

@@ -34,6 +34,14 @@ class Outbox {
   virtual void Trace(const std::string& line) = 0;
 };
 
+// Sees every transfer that ran on a board's bus (the VCD waveforms).
+class TransferObserver {
+ public:
+  virtual ~TransferObserver() = default;
+  // board: the board's position in the bench.
+  virtual void TransferRan(std::size_t board, const BusTransfer& transfer, const TransferResult& result) = 0;
+};
+
 class SchedulerCore {
  public:
   // displayDir: where the displays' pictures go as PNG files ("" for none).
@@ -53,7 +61,10 @@ class SchedulerCore {
   // until the next ones are due, or nothing when none are held.
   std::optional<std::uint64_t> DeliverDue();
 
+  void Observe(TransferObserver* observer) { observer_ = observer; }
+
   const SchedulerSettings& Settings() const { return settings_; }
+  const std::vector<I2cApi::BoardInfo>& Boards() const { return boardInfos_; }
   std::size_t ClientCount() const { return clients_.size(); }
 
  private:
@@ -92,6 +103,7 @@ class SchedulerCore {
   std::vector<std::unique_ptr<Board>> boards_;
   std::vector<I2cApi::BoardInfo> boardInfos_;
   std::map<ClientId, Client> clients_;
+  TransferObserver* observer_ = nullptr;
 };
 
 }  // namespace zavik::I2cSim

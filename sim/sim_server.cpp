@@ -55,6 +55,14 @@ bool SimServer::Listen() {
       return false;
     }
   }
+  if (!options_.vcdFile.empty()) {
+    waveforms_ = std::make_unique<WaveformRecorder>(options_.vcdFile, core_.Boards());
+    if (!waveforms_->IsOpen()) {
+      error_ = "cannot open VCD file '" + options_.vcdFile + "': " + std::strerror(errno);
+      return false;
+    }
+    core_.Observe(waveforms_.get());
+  }
   listener_ = ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
   if (listener_ < 0) {
     error_ = std::string("socket: ") + std::strerror(errno);

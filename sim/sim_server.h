@@ -15,6 +15,7 @@
 #include "sim/bench.h"
 #include "sim/clock.h"
 #include "sim/scheduler_core.h"
+#include "sim/waveform_recorder.h"
 
 namespace zavik::I2cSim {
 
@@ -24,6 +25,7 @@ struct ServerOptions {
   bool trace = false;
   std::string recordFile;  // empty: no record
   std::string displayDir;  // empty: no display pictures
+  std::string vcdFile;     // empty: no waveforms
 };
 
 class SimServer : private Outbox {
@@ -60,6 +62,7 @@ class SimServer : private Outbox {
   std::uint16_t port_ = 0;
   std::string error_;
   std::FILE* record_ = nullptr;
+  std::unique_ptr<WaveformRecorder> waveforms_;
   ClientId nextId_ = 1;
   std::map<ClientId, std::unique_ptr<Connection>> connections_;
 };

@@ -152,7 +152,7 @@ class ProgramTest(unittest.TestCase):
         out = subprocess.run([SIM, "--help"], capture_output=True, timeout=10)
         self.assertEqual(out.returncode, 0)
         self.assertIn(b"Usage: i2c-scheduler-sim", out.stdout)
-        for args in (["--port", "70000"], ["--port"], ["--frobnicate"]):
+        for args in (["--port", "70000"], ["--port"], ["--frobnicate"], ["--vcd"]):
             out = subprocess.run([SIM, *args], capture_output=True, timeout=10)
             self.assertEqual(out.returncode, 2, args)
             self.assertIn(b"Usage:", out.stderr)
@@ -165,6 +165,9 @@ class ProgramTest(unittest.TestCase):
         self.assertEqual(out.returncode, 2)
         self.assertIn("bench file '%s': boards[0].bitrates[0]: a bitrate cannot be 0" % f.name, out.stderr.decode())
         self.assertEqual(out.stdout, b"")  # never claims to listen
+        out = subprocess.run([SIM, "--port", "0", "--vcd", "/nonexistent/bus.vcd"], capture_output=True, timeout=10)
+        self.assertEqual((out.returncode, out.stdout), (1, b""))
+        self.assertIn(b"cannot open VCD file '/nonexistent/bus.vcd'", out.stderr)
 
     def test_signals_end_it_with_status_zero(self):
         for sig in (signal.SIGTERM, signal.SIGINT):
