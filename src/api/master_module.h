@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "api/board_module.h"
+#include "api/master_limits.h"
 #include "api/master_message.h"
 #include "api/master_tracker.h"
 #include "scheduler_link/scheduler_message.h"
@@ -49,7 +50,7 @@ class CMasterModule : public BoardModule {
   std::uint16_t ReadVcc();
 
   CBoardClient& client_;
-  std::uint32_t bitrate_ = 100000;
+  std::uint32_t bitrate_ = kDefaultBitrate;
   std::uint32_t highSpeedBitrate_ = 0;
   MasterTracker tracker_;               // statuses, current entry, running flag, decoder
   I2cScheduler::MessageQueue records_;  // reused for every transfer
