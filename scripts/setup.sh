@@ -27,6 +27,9 @@ want python3
 want iproute2
 want util-linux
 want sigrok-cli  # the independent I2C decoder of the simulator's VCD waveforms
+# The fuzz targets build with clang, and every change must stay warning-free with it.
+want clang-16
+want libclang-rt-16-dev
 if [ $native_only -eq 0 ]; then
   want g++-mingw-w64-i686-posix
   want g++-mingw-w64-x86-64-posix

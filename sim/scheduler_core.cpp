@@ -8,9 +8,9 @@
 namespace zavik::I2cSim {
 
 using I2cScheduler::SchedulerMessage;
+using namespace I2cScheduler::FromScheduler;
 
 namespace {
-constexpr std::uint32_t kGreetingCode = 1;
 
 bool Contains(const std::vector<std::uint32_t>& list, std::uint32_t value) {
   return std::find(list.begin(), list.end(), value) != list.end();
@@ -42,7 +42,7 @@ SchedulerCore::~SchedulerCore() = default;
 
 SchedulerCore::Greeting SchedulerCore::Connect(ClientId id) {
   Greeting greeting;
-  greeting.message = SchedulerMessage::WithCode(kGreetingCode);
+  greeting.message = SchedulerMessage::WithCode(kGreeting);
   greeting.message.SetByte(4, settings_.version.major);
   greeting.message.SetByte(5, settings_.version.minor);
   greeting.message.SetByte(6, settings_.version.build);
@@ -132,18 +132,18 @@ void SchedulerCore::OpenBoard(ClientId id, Client& client, const SchedulerMessag
 // counters (10), a status byte set (11, 12), the two flags (25) and one more
 // status byte (26).
 void SchedulerCore::SendStatusRecords(Board& board) {
-  SchedulerMessage words = SchedulerMessage::WithCode(10);
+  SchedulerMessage words = SchedulerMessage::WithCode(kStatusWords);
   words.SetU32At(4, board.transfersRun);
   words.SetU32At(8, board.setup.info.boardNumber);
-  SchedulerMessage bytes11 = SchedulerMessage::WithCode(11);
+  SchedulerMessage bytes11 = SchedulerMessage::WithCode(kStatusBytes);
   for (std::size_t i = 4; i <= 8; ++i) bytes11.SetByte(i, static_cast<std::uint8_t>(i - 4));
-  SchedulerMessage bytes12 = SchedulerMessage::WithCode(12);
+  SchedulerMessage bytes12 = SchedulerMessage::WithCode(kStatusPair);
   bytes12.SetByte(4, 1);
   bytes12.SetByte(5, 0);
-  SchedulerMessage flags = SchedulerMessage::WithCode(25);
+  SchedulerMessage flags = SchedulerMessage::WithCode(kFlagPair);
   flags.SetByte(4, 1);
   flags.SetByte(5, 0);
-  SchedulerMessage byte26 = SchedulerMessage::WithCode(26);
+  SchedulerMessage byte26 = SchedulerMessage::WithCode(kStatusByte);
   byte26.SetByte(4, 0);
   for (const auto& [id, client] : clients_) {
     if (client.board != &board) continue;

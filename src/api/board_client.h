@@ -87,6 +87,8 @@ class CBoardClient {
   std::unique_ptr<CMasterModule> masterModule_;   // slot 3
   std::unique_ptr<BoardModule> busWatcher_;       // slot 4: BusWatcher
   std::uint8_t boardOpen_ = 0;
+  // The board status mirror (with flagPairState_ below): the status handler
+  // keeps it current, but nothing in the library reads it.
   std::uint32_t statusWords_[2] = {};
   std::uint8_t statusBytes_[8] = {};
   std::uint16_t i2cVcc_ = 0;

@@ -1,18 +1,13 @@
 #include "api/bus_event_recorder.h"
 
+#include "api/bus_event_decoder.h"
+#include "scheduler_link/message_codes.h"
+
 namespace zavik::I2cApi {
 
-namespace {
+using namespace I2cScheduler::FromScheduler;
 
-constexpr std::uint32_t kStatusNumberCode = 13;
-constexpr std::uint32_t kCode26 = 26;
-constexpr std::uint32_t kLastEventCode = 8;
-constexpr std::uint32_t kByteEvent = 4;
-constexpr std::uint32_t kBitReport = 7;
-
-}  // namespace
-
-BusEventRecorder::BusEventRecorder(CBoardClient& client) : code26Owner_(&client), owner_(&client) {
+BusEventRecorder::BusEventRecorder(CBoardClient&) {
   ResetAtOpen();
 }
 
@@ -42,19 +37,19 @@ void BusEventRecorder::HandleMessages(const I2cScheduler::MessageQueue& batch) {
 
 void BusEventRecorder::RecordValues(const I2cScheduler::MessageQueue& batch) {
   for (const auto& record : batch)
-    if (record.Code() == kStatusNumberCode) valueQueue_.push_back(record.U32At(4));
+    if (record.Code() == kAcknowledgement) valueQueue_.push_back(record.U32At(4));
 }
 
 void BusEventRecorder::RecordCode26(const I2cScheduler::MessageQueue& batch) {
   for (const auto& record : batch)
-    if (record.Code() == kCode26) code26Queue_.push_back({record.Byte(4), record.U32At(5), record.U32At(9)});
+    if (record.Code() == kStatusByte) code26Queue_.push_back({record.Byte(4), record.U32At(5), record.U32At(9)});
 }
 
 void BusEventRecorder::RecordEvents(const I2cScheduler::MessageQueue& batch) {
   for (const auto& record : batch) {
     const std::uint32_t code = record.Code();
-    if (code > kLastEventCode) continue;
-    const bool carriesData = code == kByteEvent || code == kBitReport;
+    if (code > kProtocolError) continue;  // the bus events and reports, 0 to 8
+    const bool carriesData = code == kEventByte || code == kBit;
     eventQueue_.push_back({code, carriesData ? record.Byte(4) : std::uint8_t{0}, record.U32At(5), record.U32At(9)});
   }
 }

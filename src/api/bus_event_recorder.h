@@ -54,10 +54,8 @@ class BusEventRecorder : public BoardModule {
   std::deque<std::uint32_t> valueQueue_;
   std::deque<EventEntry> eventQueue_;
   bool recordCode26_ = false;
-  CBoardClient* code26Owner_;
   std::deque<Code26Entry> code26Queue_;
   bool recordEvents_ = false;
-  CBoardClient* owner_;
   std::array<std::uint8_t, 128> addressFlags7_{};
   std::array<std::uint8_t, 1024> addressFlags10_{};
 };

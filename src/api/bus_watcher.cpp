@@ -2,7 +2,7 @@
 
 namespace zavik::I2cApi {
 
-BusWatcher::BusWatcher(CBoardClient& client) : owner_(&client) {}
+BusWatcher::BusWatcher(CBoardClient&) {}
 
 void BusWatcher::OnBoardOpened() {
   watchedWrites_.clear();

@@ -36,7 +36,6 @@ class BusWatcher : public BoardModule {
     void* context = nullptr;
   };
 
-  CBoardClient* owner_;
   Notification writeNotification_;
   Notification readNotification_;
   std::set<Cpp::CI2cAddress> watchedWrites_;

@@ -2,7 +2,7 @@
 
 namespace zavik::I2cApi {
 
-CaptureModule::CaptureModule(CBoardClient& client) : owner_(&client) {}
+CaptureModule::CaptureModule(CBoardClient&) {}
 
 void CaptureModule::OnBoardOpened() {
   state_ = kIdle;

@@ -34,7 +34,6 @@ class CaptureModule : public BoardModule {
     void* context = nullptr;
   };
 
-  CBoardClient* owner_;
   std::uint32_t state_ = kIdle;
   CaptureResult* result_ = nullptr;
   Notification notifications_[2];

@@ -117,14 +117,8 @@ CExceptionMasterAddress::CExceptionMasterAddress(const CMasterMessage&) : CExcep
 CExceptionMasterIncompleteTx::CExceptionMasterIncompleteTx(const CMasterMessage& message)
     : CExceptionMaster(IncompleteTxText(message.GetTransferredCount())) {}
 
-CExceptionMasterIncompleteTx::CExceptionMasterIncompleteTx(std::uint32_t acknowledgedCount)
-    : CExceptionMaster(IncompleteTxText(acknowledgedCount)) {}
-
 CExceptionMasterIncompleteRx::CExceptionMasterIncompleteRx(const CMasterMessage& message)
     : CExceptionMaster(IncompleteRxText(message.GetTransferredCount())) {}
-
-CExceptionMasterIncompleteRx::CExceptionMasterIncompleteRx(std::uint32_t receivedCount)
-    : CExceptionMaster(IncompleteRxText(receivedCount)) {}
 
 CExceptionMasterArbitration::CExceptionMasterArbitration()
     : CExceptionMaster(

@@ -114,13 +114,11 @@ class CExceptionMasterAddress : public CExceptionMaster {
 class CExceptionMasterIncompleteTx : public CExceptionMaster {
  public:
   explicit CExceptionMasterIncompleteTx(const CMasterMessage& message);
-  explicit CExceptionMasterIncompleteTx(std::uint32_t acknowledgedCount);
 };
 
 class CExceptionMasterIncompleteRx : public CExceptionMaster {
  public:
   explicit CExceptionMasterIncompleteRx(const CMasterMessage& message);
-  explicit CExceptionMasterIncompleteRx(std::uint32_t receivedCount);
 };
 
 class CExceptionMasterArbitration : public CExceptionMaster {

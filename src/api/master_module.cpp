@@ -17,9 +17,6 @@ using Cpp::MasterMessageList;
 
 namespace {
 
-constexpr std::uint32_t kDefaultBitrate = 100000;
-constexpr std::uint16_t kMinimumVcc = 1000;
-
 bool Contains(const std::vector<std::uint32_t>& values, std::uint32_t value) {
   return std::find(values.begin(), values.end(), value) != values.end();
 }

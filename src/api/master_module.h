@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "api/board_module.h"
+#include "api/master_limits.h"
 #include "api/master_message.h"
 #include "api/master_tracker.h"
 #include "api/master_transfer_plan.h"
@@ -57,7 +58,7 @@ class CMasterModule : public BoardModule {
   };
 
   CBoardClient& client_;
-  std::uint32_t bitrate_ = 100000;
+  std::uint32_t bitrate_ = kDefaultBitrate;
   std::uint32_t highSpeedBitrate_ = 0;
   MasterTracker tracker_;               // statuses, current entry, running flag, decoder
   I2cScheduler::MessageQueue records_;  // reused for every transfer

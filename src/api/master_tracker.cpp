@@ -1,5 +1,6 @@
 #include "api/master_tracker.h"
 
+#include "api/master_limits.h"
 #include "scheduler_link/message_codes.h"
 
 namespace zavik::I2cApi {
@@ -8,8 +9,6 @@ using I2cScheduler::MessageQueue;
 using I2cScheduler::SchedulerMessage;
 
 namespace {
-
-constexpr std::uint16_t kMinimumVcc = 1000;
 
 void Finish(TransferStatus& e) { e.kind = kKindFinished; }
 

@@ -69,7 +69,7 @@ void ApplyBitrate(CMasterModule& master, std::uint32_t bitrate) {
 }
 
 // Runs a read or write under its two handlers: 11 with the exception's text,
-// or 3 with "Unknown error". Returns the count to report.
+// or 3 with "Unknown error", and reports the count the work returned (0 on failure).
 template <typename Work>
 void RunTransferCommand(DeviceIoBlock* result, DeviceIoContext& context, std::uint32_t* resultCount, Work&& work) {
   std::uint32_t count = 0;

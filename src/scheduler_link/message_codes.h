@@ -20,6 +20,7 @@ constexpr std::uint32_t kConfigureMaster = 19;
 }  // namespace ToScheduler
 
 namespace FromScheduler {
+constexpr std::uint32_t kGreeting = 1;  // what the simulator greets with; the library ignores the code
 constexpr std::uint32_t kStart = 5;
 constexpr std::uint32_t kStop = 6;
 constexpr std::uint32_t kBit = 7;

@@ -18,6 +18,11 @@ constexpr std::uint16_t kSchedulerPort = 3000;
 std::unique_ptr<CIpc> CreateSocketChannel(std::uint16_t port, const char* host);
 std::unique_ptr<CSelectEndpoints> CreateEndpointSelector();
 
+// Every exchange with the local scheduler is a small request followed by a
+// wait for its answer, which Nagle's algorithm would only delay: both
+// backends switch it off for exactly that host, and keep it elsewhere.
+bool WantsNoDelay(const char* host);
+
 // A socket channel to host:port with its two selectors (defined in the core).
 SchedulerLink ConnectSocketLink(std::uint16_t port, const char* host);
 

@@ -19,10 +19,6 @@
 
 #include "i2czavik.h"
 
-#if defined(I2CZAVIK_BUILDING)
-#include "driver/last_error.h"
-#endif
-
 namespace {
 
 const std::string kNoError = "No Error";
@@ -39,9 +35,6 @@ std::string StatusText() {
 void ExpectOutcome(int result, int expectedResult, const std::string& expectedText) {
   EXPECT_EQ(result, expectedResult);
   EXPECT_EQ(StatusText(), expectedText.substr(0, I2CZAVIK_STATUS_TEXT_SIZE - 1));
-#if defined(I2CZAVIK_BUILDING)
-  EXPECT_EQ(zavik::Driver::LastErrorText(), expectedText);
-#endif
 }
 
 std::string SchedulerVersionText(const std::string& version) {

@@ -73,10 +73,10 @@ class EntryBytes {
 };
 
 // Stream bytes back to back, as records 19, 20... (last one zero-padded), 21.
-inline std::vector<I2cScheduler::SchedulerMessage> BoardListRecords(const std::vector<std::uint8_t>& stream,
+inline I2cScheduler::MessageQueue BoardListRecords(const std::vector<std::uint8_t>& stream,
                                                                     std::uint32_t announcedSize = kBoardEntrySize) {
   using I2cScheduler::SchedulerMessage;
-  std::vector<SchedulerMessage> records;
+  I2cScheduler::MessageQueue records;
   SchedulerMessage begin = SchedulerMessage::WithCode(19);
   begin.SetU32At(4, announcedSize);
   records.push_back(begin);

@@ -30,7 +30,7 @@
 
 namespace zavik::I2cApi::Testing {
 
-using Records = std::vector<SchedulerMessage>;
+using Records = MessageQueue;
 
 inline Records operator+(Records front, const Records& back) {
   front.insert(front.end(), back.begin(), back.end());

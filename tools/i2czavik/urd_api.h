@@ -1,7 +1,7 @@
 // The exports of the driver library that the tool calls, as a table of
 // function pointers. The commands only ever go through this table, so the
-// same code runs against the linked shared library on Linux, against a DLL
-// loaded at run time on Windows, and against a scripted fake in unit tests.
+// same code runs against the linked shared library on Linux and against a
+// DLL loaded at run time on Windows.
 #ifndef I2CZAVIK_TOOL_URD_API_H
 #define I2CZAVIK_TOOL_URD_API_H
 

@@ -2,7 +2,6 @@
 
 #include <arpa/inet.h>
 #include <cerrno>
-#include <cstring>
 #include <fcntl.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -44,9 +43,7 @@ bool CIpcPosixSocket::Connect(std::uint16_t port, const char* host) {
     Close();
     return false;
   }
-  // Messages are small and every exchange waits for its answer: Nagle's
-  // algorithm would only add latency, but only on the loopback scheduler.
-  if (host != nullptr && std::strcmp(host, "127.0.0.1") == 0) {
+  if (WantsNoDelay(host)) {
     int one = 1;
     ::setsockopt(socket_, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
   }

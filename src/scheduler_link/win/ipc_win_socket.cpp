@@ -1,7 +1,5 @@
 #include "scheduler_link/win/ipc_win_socket.h"
 
-#include <cstring>
-
 namespace zavik::I2cScheduler {
 
 namespace {
@@ -62,9 +60,7 @@ bool CIpcWinSocket::Connect(std::uint16_t port, const char* host) {
     Close();
     return false;
   }
-  // Every exchange with the local scheduler is a small request followed by a
-  // wait for its answer: Nagle's algorithm would only delay it.
-  if (host != nullptr && std::strcmp(host, "127.0.0.1") == 0) {
+  if (WantsNoDelay(host)) {
     int one = 1;
     ::setsockopt(socket_, IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<const char*>(&one), sizeof one);
   }
@@ -122,7 +118,6 @@ bool CIpcWinSocket::StartRead() {
   ClearStatus(readBlock_);
   DWORD transferred = 0;
   if (ReadFile(FileHandle(), readBuffer_, kIoBufferSize, &transferred, &readBlock_)) {
-    readAtOnce_ = transferred;
     if (transferred == 0) {
       Close();
       return false;
@@ -175,7 +170,6 @@ bool CIpcWinSocket::StartWrite() {
   ClearStatus(writeBlock_);
   DWORD transferred = 0;
   if (WriteFile(FileHandle(), writeBuffer_, writeRequested_, &transferred, &writeBlock_)) {
-    writtenAtOnce_ = transferred;
     CompleteWrite(transferred, writeRequested_);
     writePending_ = false;
     SignalIf(endpoint_.writeEvent, !SendQueueEmpty());

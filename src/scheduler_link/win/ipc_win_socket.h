@@ -42,8 +42,6 @@ class CIpcWinSocket : public CIpcBase {
   bool readPending_ = false;
   bool writePending_ = false;
   std::uint32_t writeRequested_ = 0;
-  std::uint32_t writtenAtOnce_ = 0;
-  std::uint32_t readAtOnce_ = 0;
 };
 
 }  // namespace zavik::I2cScheduler
