@@ -25,6 +25,8 @@ want nlohmann-json3-dev
 want python3
 want iproute2
 want util-linux
+# The native build makes the man pages from the programs' usage texts.
+want help2man
 if [ $native_only -eq 0 ]; then
   want g++-mingw-w64-i686-posix
   want g++-mingw-w64-x86-64-posix
@@ -32,6 +34,16 @@ if [ $native_only -eq 0 ]; then
   want wine
   want wine64
   want wine32:i386
+  # Packages and their tests: dpkg-buildflags, dpkg-shlibdeps and file for
+  # the .debs, lintian and man for checking them, pkg-config for consumers;
+  # llvm-dlltool-16 writes the Microsoft-format import library and llvm-nm-16
+  # checks it.
+  want dpkg-dev
+  want file
+  want lintian
+  want man-db
+  want pkgconf
+  want llvm-16
 fi
 
 if [ ${#need_packages[@]} -gt 0 ]; then

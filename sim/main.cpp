@@ -17,7 +17,7 @@ volatile std::sig_atomic_t gStop = 0;
 void OnSignal(int) { gStop = 1; }
 
 const char kUsage[] =
-    "Usage: i2c-scheduler-sim [--port N] [--bench FILE] [--trace] [--record FILE] [--help]\n"
+    "Usage: i2c-scheduler-sim [--port N] [--bench FILE] [--trace] [--record FILE] [--help] [--version]\n"
     "\n"
     "Plays the I2C scheduler on TCP 127.0.0.1: greets clients, lists and opens\n"
     "simulated boards and runs master transfers on their simulated buses,\n"
@@ -32,6 +32,7 @@ const char kUsage[] =
     "  --record FILE  append one line per connection event and received message:\n"
     "                 connect ID | disconnect ID | recv ID CODE HEX26\n"
     "  --help         show this text\n"
+    "  --version      show the version of the simulator\n"
     "\n"
     "After listening it prints 'listening on 127.0.0.1:PORT'. SIGINT or SIGTERM\n"
     "end it with exit status 0. The bench format is described in sim/README.md.\n";
@@ -61,6 +62,9 @@ int main(int argc, char** argv) {
     const bool hasValue = i + 1 < argc;
     if (arg == "--help" || arg == "-h") {
       std::fputs(kUsage, stdout);
+      return 0;
+    } else if (arg == "--version") {
+      std::printf("i2c-scheduler-sim %s\n", I2CZAVIK_VERSION);
       return 0;
     } else if (arg == "--trace") {
       options.trace = true;
