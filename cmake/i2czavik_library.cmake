@@ -25,7 +25,7 @@ target_include_directories(i2czavik_static PUBLIC ${PROJECT_SOURCE_DIR}/src ${PR
 target_compile_definitions(i2czavik_static PUBLIC I2CZAVIK_BUILDING)
 
 add_library(i2czavik SHARED $<TARGET_OBJECTS:i2czavik_objects>)
-target_include_directories(i2czavik PUBLIC ${PROJECT_SOURCE_DIR}/include)
+target_include_directories(i2czavik PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:include>)
 set_target_properties(i2czavik PROPERTIES PREFIX "lib")
 
 if(WIN32)

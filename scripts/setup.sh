@@ -30,6 +30,8 @@ want sigrok-cli  # the independent I2C decoder of the simulator's VCD waveforms
 # The fuzz targets build with clang, and every change must stay warning-free with it.
 want clang-16
 want libclang-rt-16-dev
+# The native build makes the man pages from the programs' usage texts.
+want help2man
 if [ $native_only -eq 0 ]; then
   want g++-mingw-w64-i686-posix
   want g++-mingw-w64-x86-64-posix
@@ -37,6 +39,16 @@ if [ $native_only -eq 0 ]; then
   want wine
   want wine64
   want wine32:i386
+  # Packages and their tests: dpkg-buildflags, dpkg-shlibdeps and file for
+  # the .debs, lintian and man for checking them, pkg-config for consumers;
+  # llvm-dlltool-16 writes the Microsoft-format import library and llvm-nm-16
+  # checks it.
+  want dpkg-dev
+  want file
+  want lintian
+  want man-db
+  want pkgconf
+  want llvm-16
 fi
 
 if [ ${#need_packages[@]} -gt 0 ]; then

@@ -16,18 +16,10 @@ else
   sudo bash scripts/setup.sh
 fi
 
-configure() {  # dir, extra cmake args...
-  local dir=$1; shift
-  cmake -S "$root" -B "$out/$dir" -G Ninja "$@" >/dev/null
-}
-
-configure native -DCMAKE_BUILD_TYPE=RelWithDebInfo
-configure asan -DCMAKE_BUILD_TYPE=Debug -DI2CZAVIK_SANITIZE=ON -DI2CZAVIK_BENCH=OFF
-sim="$out/native/sim/i2c-scheduler-sim"
-configure win32 -DCMAKE_TOOLCHAIN_FILE="$root/cmake/mingw-i686.cmake" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-  -DI2CZAVIK_SIM_PROGRAM="$sim"
-configure win64 -DCMAKE_TOOLCHAIN_FILE="$root/cmake/mingw-x86_64.cmake" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-  -DI2CZAVIK_SIM_PROGRAM="$sim"
+. scripts/build-trees.sh
+for build in native asan win32 win64; do
+  configure_tree $build
+done
 
 summary=()
 failed=0

@@ -19,7 +19,7 @@ void OnSignal(int) { gStop = 1; }
 
 const char kUsage[] =
     "Usage: i2c-scheduler-sim [--port N] [--bench FILE] [--trace] [--record FILE]\n"
-    "                         [--display-dir DIR] [--vcd FILE] [--help]\n"
+    "                         [--display-dir DIR] [--vcd FILE] [--help] [--version]\n"
     "\n"
     "Plays the I2C scheduler on TCP 127.0.0.1: greets clients, lists and opens\n"
     "simulated boards and runs master transfers on their simulated buses,\n"
@@ -40,6 +40,7 @@ const char kUsage[] =
     "                 for logic-analyzer software (PulseView, GTKWave), flushed\n"
     "                 after each transfer\n"
     "  --help         show this text\n"
+    "  --version      show the version of the simulator\n"
     "\n"
     "After listening it prints 'listening on 127.0.0.1:PORT'. SIGINT or SIGTERM\n"
     "end it with exit status 0. The bench format is described in sim/README.md.\n";
@@ -69,6 +70,9 @@ int main(int argc, char** argv) {
     const bool hasValue = i + 1 < argc;
     if (arg == "--help" || arg == "-h") {
       std::fputs(kUsage, stdout);
+      return 0;
+    } else if (arg == "--version") {
+      std::printf("i2c-scheduler-sim %s\n", I2CZAVIK_VERSION);
       return 0;
     } else if (arg == "--trace") {
       options.trace = true;

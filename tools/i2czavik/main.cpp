@@ -11,6 +11,10 @@
 int main(int argc, char** argv) {
   using namespace zavik::I2cTool;
   std::vector<std::string> args(argv + 1, argv + argc);
+  if (args.size() == 1 && args[0] == "--version") {
+    std::cout << "i2czavik " << I2CZAVIK_VERSION << '\n';
+    return 0;
+  }
   ParseOutcome parsed = ParseCommandLine(args);
   if (!parsed.commandLine) {
     std::cerr << "i2czavik: " << parsed.error << "\nRun 'i2czavik --help' for the syntax and examples.\n";
